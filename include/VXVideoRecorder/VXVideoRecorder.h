@@ -1,0 +1,227 @@
+// The recorder: display frames and audio in, one MP4 file out.
+//
+//   auto recorder = VXVideoRecorder::initWithDelegate(delegate);
+//   recorder->setStoragePath("/home/me/Recordings");
+//   recorder->setFilename("meeting.mp4");
+//   recorder->appendVideoSample({{"timestamp", milliseconds},
+//                                {"frameBuffer", vx::NSData::dataWithBytesNoCopy(pixels, size)},
+//                                {"pixelFormatType", vx::kCVPixelFormatType_32BGRA},
+//                                {"width", 1920u},
+//                                {"height", 1080u},
+//                                {"bytesPerRow", 7680u}});   // for every frame
+//   recorder->stop();                                        // writeVideoFileDone() follows
+//
+// One recorder makes one file; the next file takes a new recorder. The sections below are named
+// like the files of src/ that hold them.
+#pragma once
+
+#include "VXVideoRecorder/VXVideoRecorderDelegate.h"
+#include "VXVideoRecorder/platform/AVFoundation.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Records one display stream into one MP4 file.
+///
+/// Each frame is held until the next one arrives and is then written with the time that passed, so
+/// the file shows every frame for as long as the screen did. Frames come at irregular moments;
+/// their times are milliseconds of any clock, and only differences count, modulo 2^32.
+///
+/// Thread: no call takes a lock, so calls must not overlap. Frames and audio may come from any
+/// thread, one at a time. The recorder may be let go of on any thread.
+/// Errors: a recorder reports through its delegate's log and returns nothing; see each call. Only
+/// wrong kinds in a frame dictionary and a delegate's own exceptions reach the caller.
+class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
+  struct ConstructionKey {};
+
+ public:
+  // ---- object and configuration (src/recorder/configuration.cpp) ---------------------------
+
+  /// A recorder that logs and announces to `delegate` (null is allowed), which it keeps.
+  static std::shared_ptr<VXVideoRecorder> initWithDelegate(
+      std::shared_ptr<VXVideoRecorderDelegate> delegate);
+  explicit VXVideoRecorder(ConstructionKey, std::shared_ptr<VXVideoRecorderDelegate> delegate);
+
+  /// The receiver of log lines and of the notice that a file is done. Set once, at construction.
+  std::shared_ptr<VXVideoRecorderDelegate> delegate;
+  /// The thread that delivered the first accepted frame; the recorder names it
+  /// "[VXVideoRecorder] <filename> (<index>)". None before that frame. Only to be read.
+  std::shared_ptr<vx::NSThread> thread;
+
+  /// True from the start of writing until `stop`.
+  bool writing() const { return _writing; }
+  void setWriting(bool value) { _writing = value; }
+  /// The file's writer, made with the first frame; the recorder keeps what is set.
+  const std::shared_ptr<vx::AVAssetWriter>& writer() const { return _writer; }
+  void setWriter(std::shared_ptr<vx::AVAssetWriter> writer) { _writer = std::move(writer); }
+  const std::shared_ptr<vx::AVAssetWriterInput>& videoWriterInput() const {
+    return _videoWriterInput;
+  }
+  void setVideoWriterInput(std::shared_ptr<vx::AVAssetWriterInput> input) {
+    _videoWriterInput = std::move(input);
+  }
+  /// None while audio is off.
+  const std::shared_ptr<vx::AVAssetWriterInput>& audioWriterInput() const {
+    return _audioWriterInput;
+  }
+  void setAudioWriterInput(std::shared_ptr<vx::AVAssetWriterInput> input) {
+    _audioWriterInput = std::move(input);
+  }
+  /// Whether the first sample has started the writer's session.
+  bool startedSession() const { return _startedSession; }
+  void setStartedSession(bool value) { _startedSession = value; }
+  /// True from the start of writing until the first video sample is offered to the writer.
+  bool firstVideoBuffer() const { return _firstVideoBuffer; }
+  void setFirstVideoBuffer(bool value) { _firstVideoBuffer = value; }
+  /// True from the start of writing until the first audio sample was handled.
+  bool firstAudioBuffer() const { return _firstAudioBuffer; }
+  void setFirstAudioBuffer(bool value) { _firstAudioBuffer = value; }
+  /// Presentation time of the first video sample offered to the writer; invalid before it.
+  vx::CMTime firstVideoFrameTime() const { return _firstVideoFrameTime; }
+  void setFirstVideoFrameTime(vx::CMTime time) { _firstVideoFrameTime = time; }
+  /// The display's number, for the default file name and the thread's name. 1 at first.
+  std::uint32_t index() const { return _index; }
+  void setIndex(std::uint32_t index) { _index = index; }
+  /// Quota of the recordings folder in megabytes of 1000000 bytes; 0, the initial value, is none.
+  std::uint64_t folderLimitSize() const { return _folderLimitSize; }
+  void setFolderLimitSize(std::uint64_t megabytes) { _folderLimitSize = megabytes; }
+  /// The folder that receives the recording; none means "Ondrel Works" in the user's Documents.
+  const std::optional<std::string>& storagePath() const { return _storagePath; }
+  void setStoragePath(std::optional<std::string> path) { _storagePath = std::move(path); }
+  /// How the quota recognises this host's recordings; without it the quota deletes nothing.
+  const std::optional<std::string>& fileNamePrefix() const { return _fileNamePrefix; }
+  void setFileNamePrefix(std::optional<std::string> prefix) { _fileNamePrefix = std::move(prefix); }
+  /// The file's name, used as it is; none becomes Display_<index>.mp4 with the first frame.
+  const std::optional<std::string>& filename() const { return _filename; }
+  void setFilename(std::optional<std::string> filename) { _filename = std::move(filename); }
+  /// Kept for the host; the recorder does not read it.
+  const std::optional<std::string>& username() const { return _username; }
+  void setUsername(std::optional<std::string> username) { _username = std::move(username); }
+  /// Whether the file gets an audio track. Read when the first frame prepares the writer.
+  bool audioEnabled() const { return _audioEnabled; }
+  void setAudioEnabled(bool enabled) { _audioEnabled = enabled; }
+  /// Whether the last frame asked for a quarter turn; the first frame's wish decides for the file.
+  bool isVideoRotation() const { return _isVideoRotation; }
+  /// Kept for the host; the recorder never calls it.
+  const std::function<void()>& completionHandler() const { return _completionHandler; }
+  void setCompletionHandler(std::function<void()> handler) {
+    _completionHandler = std::move(handler);
+  }
+
+  // ---- video intake (src/recorder/video_intake.cpp) ----------------------------------------
+
+  /// Takes one frame. A null dictionary, or a width or height of 0, is ignored.
+  ///
+  /// | key               | kind     | meaning                                                     |
+  /// |-------------------|----------|-------------------------------------------------------------|
+  /// | "timestamp"       | unsigned | milliseconds of the host's clock, modulo 2^32               |
+  /// | "isHwDecode"      | boolean  | a held frame that could not be written is not offered again |
+  /// | "frameBuffer"     | data     | the pixels; without it the frame is black                   |
+  /// | "multiVideoType"  | unsigned | bit 3 (value 8) of the first frame turns the file a quarter |
+  /// | "pixelFormatType" | unsigned | a code of platform/CoreVideo.h                              |
+  /// | "width", "height" | unsigned | pixels                                                      |
+  /// | "bytesPerRow"     | unsigned | row pitch of packed formats in bytes; y420 ignores it       |
+  ///
+  /// A missing key reads as 0 or false. The pixels are copied before the call returns, and the data
+  /// is not kept. Bytes read: packed formats, `bytesPerRow` x (height - 1) plus one row of the
+  /// smaller of `bytesPerRow` and the buffer's own row; y420, a plane of width x height and two of
+  /// floor(width / 2) x ceil(height / 2), back to back. The length of the data is not checked.
+  ///
+  /// The first frame opens the file; its time is time 0. A frame that the writer has no room for is
+  /// dropped with a log line, and the frame before it lasts longer.
+  /// Thread: the host's delivery thread; does not wait for coding or for the disk, other than for
+  /// one query of the free space. The first frame also creates the file.
+  /// Errors: raises `vx::NSException` for a text under a numeric key; every other failure is a log
+  /// line.
+  void appendVideoSample(const vx::NSDictionary* frame);
+  void appendVideoSample(const vx::NSDictionary& frame) { appendVideoSample(&frame); }
+
+  // ---- stop, pause and destruction (src/recorder/stop.cpp) ---------------------------------
+
+  /// Marks a pause: the next frame that is taken in follows at most 1000 ms of black.
+  void pause();
+  /// Ends the file: writes the held frame and completes the file on the writer's thread, where the
+  /// delegate then hears of it. Without a frame so far it does nothing.
+  /// Thread: does not wait for coding or for the disk.
+  void stop();
+  /// Stops first. The file is completed all the same, without a word to the delegate.
+  ~VXVideoRecorder();
+
+  VXVideoRecorder(const VXVideoRecorder&) = delete;
+  VXVideoRecorder& operator=(const VXVideoRecorder&) = delete;
+
+ private:
+  friend class VXVideoRecorderPeer;  // the tests' view of the fields and steps
+
+  using CreateBufferHandle = std::function<void(VXVideoRecorder&, std::uint32_t relativeTimeMs)>;
+
+  // ---- object and configuration (src/recorder/configuration.cpp)
+  bool prepareWithConfig(vx::CGSize frameSize);
+  void handleErrorCode(std::int64_t code, const std::optional<vx::NSError>& error);
+  void sendRecorderError(std::int64_t code);
+  void writeLog(const std::string& message, std::int32_t level);
+  std::string logPrefix() const;
+
+  // ---- writer set-up (src/recorder/writer_setup.cpp)
+  vx::NSDictionary videoSettings(vx::CGSize frameSize) const;
+  vx::CMAudioFormatDescriptionRef makeAudioFormatDescription() const;
+  void prepareAudioWriter();
+  void startWriting();
+  void logWriterStatus();
+  void logPresentationTime(vx::CMSampleBufferRef sample, const char* logPrefix);
+
+  // ---- video intake (src/recorder/video_intake.cpp)
+  void addFrameWithPixelFormatType(std::uint32_t pixelFormatType, vx::CGSize size,
+                                   std::uint32_t timestamp,
+                                   const CreateBufferHandle& createBufferHandle);
+  void setBufferTimestamp(std::uint32_t relativeTimeMs);
+  void appendBufferWithDuration(std::uint32_t durationMs);
+  vx::CMSampleBufferRef setVedioBuffer(vx::CVPixelBufferRef pixelBuffer, std::uint32_t duration);
+
+  // ---- pools and conversion (src/pixelbuffer/)
+  vx::CVPixelBufferPoolRef getBufferPoolWithSize(vx::CGSize size, std::uint32_t withFormat);
+  vx::CVPixelBufferRef convertPixelBufferFromFrameBuffer(const void* frameBuffer, vx::CGSize size,
+                                                         std::uint32_t bytesPerRow,
+                                                         std::uint32_t pixelFormatType);
+  static void copyBuffer(const void* source, std::uint64_t sourceBytesPerRow, void* toBuffer,
+                         std::uint64_t bytesPerRow, std::uint64_t withHeight);
+  void createBlackBufferWithFormat(std::uint32_t format, vx::CGSize withSize);
+
+  // ---- file naming (src/storage/file_naming.cpp)
+  std::optional<vx::NSURL> outputFileURL();
+
+  // ---- disk space guard and folder quota (src/storage/)
+  std::uint64_t diskFreeSpace(const std::optional<std::string>& path);
+  bool checkDiskKeepRecStatus();
+  void checkFolderSizeAndDeleteFile(const std::string& name);
+
+  // The fields, in their order; `delegate` and `thread`, the first two, stand above.
+  bool _pause = false;                           // the next accepted frame ends a pause
+  vx::CVPixelBufferRef _buffer = nullptr;        // the held frame; owned
+  std::uint32_t _startTime = 0;                  // host ms that is time 0 of the file
+  std::uint32_t _timestamp = 0;                  // ms of video written so far
+  std::vector<vx::CVPixelBufferPoolRef> _pools;  // one a frame size; never released
+  std::uint64_t limitFreeSpace = 100000000;      // bytes
+  std::atomic<bool> _audioEnabled = false;
+  bool _isVideoRotation = false;
+  bool _writing = false;
+  bool _startedSession = false;
+  bool _firstVideoBuffer = false;
+  bool _firstAudioBuffer = false;
+  std::uint32_t _index = 1;
+  std::uint64_t _folderLimitSize = 0;  // MB of 1000000 bytes
+  std::optional<std::string> _storagePath;
+  std::optional<std::string> _fileNamePrefix;
+  std::optional<std::string> _filename;
+  std::optional<std::string> _username;
+  std::function<void()> _completionHandler;
+  std::shared_ptr<vx::AVAssetWriter> _writer;
+  std::shared_ptr<vx::AVAssetWriterInput> _videoWriterInput;
+  std::shared_ptr<vx::AVAssetWriterInput> _audioWriterInput;
+  vx::CMTime _firstVideoFrameTime;
+};

@@ -1,0 +1,28 @@
+// What a recorder tells its host.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// The host's ear. Both operations may be left out: the empty bodies below drop the message.
+///
+/// The recorder owns its delegate until it is destroyed; to avoid a ring, a delegate must not own
+/// its recorder.
+class VXVideoRecorderDelegate {
+ public:
+  virtual ~VXVideoRecorderDelegate() = default;
+
+  /// One line of the recorder's log, UTF-8. Every line opens with the recorder's class and identity
+  /// in brackets. Level 2 is the normal level; level 1 marks a failed query of the disk's space.
+  /// Thread: the one that called the recorder; the line of a finished file comes on the writer's.
+  virtual void writeLog(const std::string& message, std::int32_t level) {
+    (void)message;
+    (void)level;
+  }
+
+  /// The file is complete, or as complete as a failure allowed. Comes once after a `stop`, behind
+  /// the log line that says "done" or "failed" and behind the folder quota; not after a recorder
+  /// that was destroyed without `stop`.
+  /// Thread: the writer's. The recorder may be released here.
+  virtual void writeVideoFileDone() {}
+};

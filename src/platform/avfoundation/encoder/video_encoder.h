@@ -1,0 +1,73 @@
+// What the writer needs of a video encoder, whichever library is behind it.
+#pragma once
+
+#include "platform/foundation/status.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace vx {
+
+/// How colours are coded: the numbers of ISO/IEC 23091-2, written alike into the `colr` box and
+/// into the parameter sets. Pictures are sRGB, coded in video range by the matrix of ITU-R BT.601.
+struct ColourTags {
+  std::uint16_t primaries = 1;  // ITU-R BT.709, which sRGB shares
+  std::uint16_t transfer = 13;  // IEC 61966-2-1 sRGB
+  std::uint16_t matrix = 6;     // ITU-R BT.601
+  bool fullRange = false;
+  friend bool operator==(const ColourTags&, const ColourTags&) = default;
+};
+
+/// One 8-bit 4:2:0 picture with even width and height; the planes belong to the caller.
+struct PlanarPicture {
+  int width = 0;  // pixels of luma
+  int height = 0;
+  std::array<const std::uint8_t*, 3> planes{};  // Y, Cb, Cr
+  std::array<int, 3> bytesPerRow{};
+};
+
+struct VideoEncoderSettings {
+  int width = 0;  // even
+  int height = 0;
+  std::int64_t averageBitRate = 0;  // bits per second
+  int maxKeyFrameInterval = 0;      // frames
+  int expectedSourceFrameRate = 0;  // frames per second
+  ColourTags colour;
+};
+
+/// The parameter sets without start codes or length prefixes.
+struct ParameterSets {
+  std::vector<std::uint8_t> sps;
+  std::vector<std::uint8_t> pps;
+};
+
+/// One coded picture: NAL units, each behind its length in 4 bytes, big-endian. Valid until the
+/// encoder is called again.
+struct AccessUnit {
+  std::span<const std::uint8_t> bytes;
+  bool isKeyFrame = false;
+};
+
+/// Codes pictures in order, each at once: nothing that was encoded waits inside.
+/// Thread: one at a time.
+class VideoEncoder {
+ public:
+  virtual ~VideoEncoder() = default;
+  virtual Status open(const VideoEncoderSettings& settings) = 0;
+  virtual const ParameterSets& parameterSets() const = 0;
+  /// `timeMs` is the picture's presentation time. `forceKeyFrame` asks for an IDR picture.
+  virtual Status encode(const PlanarPicture& picture, std::int64_t timeMs, bool forceKeyFrame,
+                        AccessUnit& accessUnit) = 0;
+};
+
+using VideoEncoderFactory = std::function<std::unique_ptr<VideoEncoder>()>;
+
+/// libx264.
+std::unique_ptr<VideoEncoder> makeX264Encoder();
+
+}  // namespace vx

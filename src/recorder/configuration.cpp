@@ -1,0 +1,69 @@
+// The recorder object: construction, preparation of the writer, log and errors.
+#include "VXVideoRecorder/VXVideoRecorder.h"
+
+using namespace vx;
+
+namespace {
+constexpr std::string_view kClassName = "VXVideoRecorder";
+constexpr std::int32_t kLogLevel = 2;
+constexpr double kQuarterTurn = 1.5707963267948966;  // radians
+}  // namespace
+
+std::shared_ptr<VXVideoRecorder> VXVideoRecorder::initWithDelegate(
+    std::shared_ptr<VXVideoRecorderDelegate> delegate) {
+  return std::make_shared<VXVideoRecorder>(ConstructionKey{}, std::move(delegate));
+}
+
+VXVideoRecorder::VXVideoRecorder(ConstructionKey, std::shared_ptr<VXVideoRecorderDelegate> receiver)
+    : delegate(std::move(receiver)) {}
+
+bool VXVideoRecorder::prepareWithConfig(CGSize frameSize) {
+  if (_writer) {
+    return true;
+  }
+  const std::optional<NSURL> url = outputFileURL();
+  if (!url) {
+    return false;
+  }
+  std::optional<NSError> error;
+  setWriter(AVAssetWriter::initWithURL(*url, AVFileTypeMPEG4, &error));
+  if (error) {
+    return false;
+  }
+  setVideoWriterInput(AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeVideo,
+                                                                        videoSettings(frameSize)));
+  _videoWriterInput->setExpectsMediaDataInRealTime(true);
+  if (_isVideoRotation) {
+    _videoWriterInput->setTransform(CGAffineTransformMakeRotation(kQuarterTurn));
+  }
+  _writer->addInput(_videoWriterInput);
+  if (_audioEnabled) {
+    prepareAudioWriter();
+  }
+  return true;
+}
+
+void VXVideoRecorder::handleErrorCode(std::int64_t code, const std::optional<NSError>& error) {
+  writeLog(logPrefix() + " status " + std::to_string(code) + " with error " +
+               (error ? error->description() : "(null)"),
+           kLogLevel);
+  sendRecorderError(code);
+}
+
+// Errors reach the host as log lines alone; this is where a callback would start.
+void VXVideoRecorder::sendRecorderError(std::int64_t) {}
+
+void VXVideoRecorder::writeLog(const std::string& message, std::int32_t level) {
+  if (delegate) {
+    delegate->writeLog(message, level);
+  }
+}
+
+std::string VXVideoRecorder::logPrefix() const {
+  std::string prefix = "[";
+  prefix += kClassName;
+  prefix += "][";
+  prefix += defaultObjectDescription(kClassName, this);
+  prefix += "]";
+  return prefix;
+}
