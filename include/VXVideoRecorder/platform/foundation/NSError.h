@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vx {
 
@@ -44,6 +45,7 @@ inline constexpr std::string_view NSInvalidArgumentException = "NSInvalidArgumen
 inline constexpr std::string_view NSInternalInconsistencyException =
     "NSInternalInconsistencyException";
 inline constexpr std::string_view NSRangeException = "NSRangeException";
+inline constexpr std::string_view NSMallocException = "NSMallocException";
 
 /// Raised (thrown) for wrong use only: an operation at the wrong time, or one that a value lacks.
 class NSException : public std::exception {

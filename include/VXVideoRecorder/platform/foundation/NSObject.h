@@ -8,6 +8,8 @@
 // Thread: values may be read from any number of threads at once.
 #pragma once
 
+#include "VXVideoRecorder/platform/foundation/ContainerReference.h"
+
 #include <chrono>
 #include <compare>
 #include <concepts>
@@ -19,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -32,25 +35,27 @@ struct NSNull {
   friend bool operator==(NSNull, NSNull) { return true; }
 };
 
+/// Types that are written as they are where a number is wanted: arithmetic types and plain
+/// enumerations. Pointers are none, so that `{"frameBuffer", pixels}` does not become `true`.
+template <typename T>
+concept PlainNumber = std::is_arithmetic_v<T> ||
+    (std::is_enum_v<T>&& std::is_convertible_v<T, long long>);
+
 /// A number that remembers what it was made from: boolean, signed, unsigned or floating point.
 class NSNumber {
  public:
   enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, real };
 
-  NSNumber(bool value) : _value(value) {}
-  template <std::signed_integral T>
-  NSNumber(T value) : _value(static_cast<std::int64_t>(value)) {}
-  template <std::unsigned_integral T>
-  requires(!std::same_as<T, bool>) NSNumber(T value) : _value(static_cast<std::uint64_t>(value)) {}
-  template <std::floating_point T>
-  NSNumber(T value) : _value(static_cast<double>(value)) {}
+  template <PlainNumber T>
+  NSNumber(T value) : _value(represented(value)) {}
 
   Kind kind() const { return static_cast<Kind>(_value.index()); }
 
   /// True when the number is not zero.
   bool boolValue() const;
-  /// The number as 32 bits: a fraction is dropped, an integer keeps its low 32 bits, and a floating
-  /// point value outside the range becomes the nearest end of the range (not a number becomes 0).
+  /// The number as signed 32 bits: a fraction is dropped, an integer keeps its low 32 bits, and a
+  /// floating point value outside the range becomes the nearest end of the range (not a number
+  /// becomes 0).
   std::int32_t intValue() const;
   /// Like `intValue`, for the unsigned range; a negative integer keeps its low 32 bits.
   std::uint32_t unsignedIntValue() const;
@@ -62,11 +67,27 @@ class NSNumber {
   /// Decimal text: "1" and "0" for booleans, the shortest text that reads back for floating point.
   std::string stringValue() const;
 
-  /// Equal in value, whatever the kind: NSNumber(1) equals NSNumber(1.0) and NSNumber(true).
+  /// Equal in value, whatever the kind: NSNumber(1) equals NSNumber(1.0) and NSNumber(true). The
+  /// comparison is exact, and not-a-number equals itself, so that a copy equals its original.
   friend bool operator==(const NSNumber& a, const NSNumber& b);
 
  private:
-  std::variant<bool, std::int64_t, std::uint64_t, double> _value;
+  using Value = std::variant<bool, std::int64_t, std::uint64_t, double>;
+  template <PlainNumber T>
+  static Value represented(T value) {
+    if constexpr (std::is_enum_v<T>) {
+      return represented(static_cast<std::underlying_type_t<T>>(value));
+    } else if constexpr (std::same_as<T, bool>) {
+      return value;
+    } else if constexpr (std::floating_point<T>) {
+      return static_cast<double>(value);
+    } else if constexpr (std::signed_integral<T>) {
+      return static_cast<std::int64_t>(value);
+    } else {
+      return static_cast<std::uint64_t>(value);
+    }
+  }
+  Value _value;
 };
 
 /// Bytes: a copy of its own, or a view of memory that somebody else keeps alive.
@@ -75,7 +96,8 @@ class NSData {
   using Deallocator = std::function<void(void* bytes, std::size_t length)>;
 
   NSData() = default;
-  /// Copies `length` bytes.
+  /// Copies `length` bytes. Null `bytes` make empty data.
+  /// Errors: raises `NSMallocException` when there is no memory for them.
   static NSData dataWithBytes(const void* bytes, std::size_t length);
   /// Refers to the caller's bytes without copying. They must stay valid for as long as this value
   /// or a copy of it lives; the recorder keeps none beyond the call that it was given to.
@@ -118,10 +140,11 @@ class NSArray {
   friend bool operator==(const NSArray& a, const NSArray& b);
 
  private:
-  std::shared_ptr<const std::vector<Object>> _objects;
+  ContainerReference _objects;
 };
 
-/// Values under text keys, kept in the order in which the keys were first set.
+/// Values under text keys, kept in the order in which the keys were first set. The order does not
+/// count for equality.
 class NSDictionary {
  public:
   using Entry = std::pair<std::string, Object>;
@@ -134,6 +157,7 @@ class NSDictionary {
   std::size_t count() const;
   /// The value under exactly this key, or null. It stays valid while this dictionary is neither
   /// changed nor destroyed.
+  /// Cheap, also with many keys: a few comparisons and no allocation.
   const Object* objectForKey(std::string_view key) const;
   const Entry* begin() const;
   const Entry* end() const;
@@ -141,7 +165,7 @@ class NSDictionary {
   friend bool operator==(const NSDictionary& a, const NSDictionary& b);
 
  protected:
-  std::shared_ptr<std::vector<Entry>> _entries;
+  ContainerReference _entries;
 };
 
 /// A dictionary that can be filled step by step. Copies made before a change do not see it.
@@ -160,11 +184,16 @@ class Object {
   Object() : _value(NSNull{}) {}
   Object(NSNull null) : _value(null) {}
   Object(NSNumber number) : _value(number) {}
-  template <typename T>
-  requires std::integral<T> || std::floating_point<T> Object(T number) : _value(NSNumber(number)) {}
+  template <PlainNumber T>
+  Object(T number) : _value(NSNumber(number)) {}
   Object(std::string text) : _value(std::move(text)) {}
   Object(std::string_view text) : _value(std::string(text)) {}
-  Object(const char* text) : _value(std::string(text)) {}
+  /// A null pointer makes the null marker.
+  Object(const char* text) {
+    if (text != nullptr) {
+      _value = std::string(text);
+    }
+  }
   Object(NSData data) : _value(std::move(data)) {}
   Object(NSDate date) : _value(date) {}
   Object(NSArray array) : _value(std::move(array)) {}
@@ -179,8 +208,11 @@ class Object {
   const NSArray* array() const { return std::get_if<NSArray>(&_value); }
   const NSDictionary* dictionary() const { return std::get_if<NSDictionary>(&_value); }
 
-  /// A text for people: the text itself, the number's decimal text, containers over several lines.
+  /// A text for people: the text itself, the number's decimal text, "<null>", the moment in UTC,
+  /// the first bytes of data, containers over several lines. Containers deeper than 64 levels are
+  /// shown as dots.
   std::string description() const;
+  /// Equal kinds with equal contents, at any depth.
   friend bool operator==(const Object& a, const Object& b);
 
  private:

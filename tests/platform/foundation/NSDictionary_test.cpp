@@ -1,0 +1,113 @@
+#include "VXVideoRecorder/platform/foundation/NSObject.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace vx;
+using testing::ElementsAre;
+
+namespace {
+
+// Enough entries for the index, written in an order that is not the keys' own.
+NSMutableDictionary dictionaryOfNumbers(int count) {
+  NSMutableDictionary dictionary;
+  for (int i = 0; i < count; ++i) {
+    dictionary.setObject(i, "key" + std::to_string(i * 7919 % count));
+  }
+  return dictionary;
+}
+
+TEST(NSDictionary, FindsValuesByExactKey) {
+  const NSDictionary dictionary{{"width", 1920u}, {"", "empty"}};
+  EXPECT_EQ(*dictionary.objectForKey("width"), Object(1920));
+  EXPECT_EQ(*dictionary.objectForKey(""), Object("empty"));
+  EXPECT_EQ(dictionary.objectForKey("Width"), nullptr);
+  EXPECT_EQ(dictionary.objectForKey("widt"), nullptr);
+}
+
+TEST(NSDictionary, FindsKeysWithAnEmbeddedZeroByte) {
+  const std::string key("a\0b", 3);
+  const NSDictionary dictionary{{key, 1}};
+  EXPECT_NE(dictionary.objectForKey(key), nullptr);
+  EXPECT_EQ(dictionary.objectForKey("a"), nullptr);
+}
+
+TEST(NSDictionary, KeepsTheFirstPlaceAndTheLastValueOfARepeatedKey) {
+  const NSDictionary dictionary{{"a", 1}, {"b", 2}, {"a", 3}, {"c", 4}, {"a", 5}};
+  EXPECT_THAT(dictionary.allKeys(), ElementsAre("a", "b", "c"));
+  EXPECT_EQ(*dictionary.objectForKey("a"), Object(5));
+}
+
+TEST(NSDictionary, KeepsTheFirstPlaceAndTheLastValueAmongManyKeys) {
+  std::vector<NSDictionary::Entry> entries;
+  for (int i = 0; i < 100; ++i) {
+    entries.emplace_back("key" + std::to_string(i % 40), i);
+  }
+  const NSDictionary dictionary(std::move(entries));
+  ASSERT_EQ(dictionary.count(), 40u);
+  EXPECT_EQ(dictionary.begin()->first, "key0");
+  for (int i = 0; i < 40; ++i) {
+    const int last = i < 20 ? 80 + i : 40 + i;
+    EXPECT_EQ(*dictionary.objectForKey("key" + std::to_string(i)), Object(last));
+  }
+}
+
+TEST(NSDictionary, GivesNothingWhenEmpty) {
+  EXPECT_EQ(NSDictionary().objectForKey("a"), nullptr);
+  EXPECT_EQ(NSDictionary().count(), 0u);
+  EXPECT_TRUE(NSDictionary().allKeys().empty());
+}
+
+TEST(NSMutableDictionary, FindsEveryKeyWhileItGrowsAndShrinks) {
+  constexpr int kCount = 41;
+  NSMutableDictionary dictionary = dictionaryOfNumbers(kCount);
+  ASSERT_EQ(dictionary.count(), std::size_t{kCount});
+  for (int i = 0; i < kCount; ++i) {
+    const std::string key = "key" + std::to_string(i * 7919 % kCount);
+    ASSERT_NE(dictionary.objectForKey(key), nullptr) << key;
+    EXPECT_EQ(*dictionary.objectForKey(key), Object(i));
+    dictionary.removeObjectForKey(key);
+    EXPECT_EQ(dictionary.objectForKey(key), nullptr) << key;
+  }
+  EXPECT_EQ(dictionary.count(), 0u);
+}
+
+TEST(NSMutableDictionary, ReplacesAValueInPlace) {
+  NSMutableDictionary dictionary{{"a", 1}, {"b", 2}};
+  dictionary.setObject(3, "a");
+  EXPECT_THAT(dictionary.allKeys(), ElementsAre("a", "b"));
+  EXPECT_EQ(*dictionary.objectForKey("a"), Object(3));
+}
+
+TEST(NSMutableDictionary, DoesNotChangeCopiesMadeBefore) {
+  NSMutableDictionary dictionary{{"a", 1}};
+  const NSDictionary before = dictionary;
+  dictionary.setObject(2, "a");
+  dictionary.setObject(3, "b");
+  EXPECT_EQ(before, NSDictionary({{"a", 1}}));
+  dictionary.removeObjectForKey("a");
+  EXPECT_EQ(before.count(), 1u);
+}
+
+TEST(NSMutableDictionary, MayHoldACopyOfItself) {
+  NSMutableDictionary dictionary{{"a", 1}};
+  dictionary.setObject(dictionary, "self");
+  EXPECT_EQ(*dictionary.objectForKey("self")->dictionary(), NSDictionary({{"a", 1}}));
+}
+
+TEST(NSMutableDictionary, TakesAKeyThatItOwns) {
+  NSMutableDictionary dictionary{{"a", "another key that is long enough for the heap"}};
+  const NSDictionary shared = dictionary;
+  dictionary.setObject(1, *dictionary.objectForKey("a")->string());
+  EXPECT_EQ(dictionary.count(), 2u);
+  dictionary.removeObjectForKey(dictionary.begin()->first);
+  EXPECT_EQ(dictionary.count(), 1u);
+}
+
+TEST(NSMutableDictionary, IgnoresTheRemovalOfAMissingKey) {
+  NSMutableDictionary dictionary{{"a", 1}};
+  dictionary.removeObjectForKey("b");
+  EXPECT_EQ(dictionary.count(), 1u);
+}
+
+}  // namespace
