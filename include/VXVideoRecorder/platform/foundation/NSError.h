@@ -13,6 +13,7 @@ inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
 
 inline constexpr std::int64_t NSFileNoSuchFileError = 4;
+inline constexpr std::int64_t NSFileReadUnknownError = 256;
 inline constexpr std::int64_t NSFileReadNoPermissionError = 257;
 inline constexpr std::int64_t NSFileReadNoSuchFileError = 260;
 inline constexpr std::int64_t NSFileWriteUnknownError = 512;
