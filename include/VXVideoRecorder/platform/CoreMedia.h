@@ -112,7 +112,9 @@ inline constexpr OSStatus kCMFormatDescriptionError_AllocationFailed = -12711;
 
 /// Describes audio. `magicCookie` is what the decoder needs beyond the stream description: for AAC
 /// the AudioSpecificConfig of ISO/IEC 14496-3, bare or within an elementary stream descriptor. It
-/// is copied. `extensions` may be null.
+/// is copied. `extensions` may be null; the channel layout and the extensions are not kept.
+/// Errors: `kCMFormatDescriptionError_InvalidParameter` for a null description or result, a sample
+/// rate that is not positive and finite, or a size without bytes.
 OSStatus CMAudioFormatDescriptionCreate(CFAllocatorRef allocator,
                                         const AudioStreamBasicDescription* asbd,
                                         std::size_t layoutSize, const AudioChannelLayout* layout,
@@ -150,7 +152,11 @@ OSStatus CMVideoFormatDescriptionCreateForImageBuffer(
 struct CMBlockBuffer;
 using CMBlockBufferRef = CMBlockBuffer*;
 
-/// A block that holds a copy of `length` bytes.
+inline constexpr OSStatus kCMBlockBufferBlockAllocationFailedErr = -12701;
+inline constexpr OSStatus kCMBlockBufferBadLengthParameterErr = -12704;
+inline constexpr OSStatus kCMBlockBufferBadPointerParameterErr = -12705;
+
+/// A block that holds a copy of `length` bytes, at least one.
 OSStatus CMBlockBufferCreateWithBytes(CFAllocatorRef allocator, const void* bytes,
                                       std::size_t length, CMBlockBufferRef* blockBufferOut);
 const std::uint8_t* CMBlockBufferGetBytes(CMBlockBufferRef blockBuffer);
@@ -173,7 +179,11 @@ inline constexpr OSStatus kCMSampleBufferError_AllocationFailed = -12730;
 inline constexpr OSStatus kCMSampleBufferError_RequiredParameterMissing = -12731;
 inline constexpr OSStatus kCMSampleBufferError_AlreadyHasDataBuffer = -12732;
 inline constexpr OSStatus kCMSampleBufferError_BufferNotReady = -12733;
-inline constexpr OSStatus kCMSampleBufferError_InvalidEntryCount = -12736;
+inline constexpr OSStatus kCMSampleBufferError_SampleIndexOutOfRange = -12734;
+inline constexpr OSStatus kCMSampleBufferError_BufferHasNoSampleTimingInfo = -12736;
+inline constexpr OSStatus kCMSampleBufferError_InvalidEntryCount = -12738;
+inline constexpr OSStatus kCMSampleBufferError_InvalidSampleData = -12742;
+inline constexpr OSStatus kCMSampleBufferError_InvalidMediaFormat = -12743;
 
 /// A sample buffer around one picture. It keeps its own reference to the picture and to
 /// `formatDescription`.
@@ -183,11 +193,14 @@ OSStatus CMSampleBufferCreateReadyWithImageBuffer(CFAllocatorRef allocator,
                                                   const CMSampleTimingInfo* sampleTiming,
                                                   CMSampleBufferRef* sampleBufferOut);
 
-/// A sample buffer around coded bytes: `numSamples` samples, timed by one entry that applies to all
-/// (each begins where the one before it ends) or by one entry each; sized by no entry (unknown),
-/// one that applies to all, or one each. `dataBuffer` may be null and set later; with `dataReady`
-/// false the callback (may be null) is what would make it ready. A negative number of samples or
-/// any other number of entries is `kCMSampleBufferError_InvalidEntryCount`.
+/// A sample buffer around coded bytes: `numSamples` samples, timed by no entry (their times are
+/// invalid), by one that applies to all (each begins where the one before it ends) or by one each;
+/// sized by no entry (unknown), by one that applies to all, or by one each. `dataBuffer` may be
+/// null and set later; with `dataReady` false the callback (may be null) is what would make it
+/// ready. Errors: `kCMSampleBufferError_InvalidEntryCount` for a negative number of samples and any
+/// other number of entries; `kCMSampleBufferError_InvalidSampleData` when the sizes add up to more
+/// than the block holds; `kCMSampleBufferError_RequiredParameterMissing` for a null array or
+/// result.
 OSStatus CMSampleBufferCreate(CFAllocatorRef allocator, CMBlockBufferRef dataBuffer, bool dataReady,
                               CMSampleBufferMakeDataReadyCallback makeDataReadyCallback,
                               void* makeDataReadyRefcon, CMFormatDescriptionRef formatDescription,
@@ -215,8 +228,13 @@ struct AudioBufferList {
   AudioBuffer mBuffers[1];
 };
 
-/// Copies the bytes of `bufferList` into a new block, makes it the sample buffer's data and marks
-/// the data as ready.
+/// Copies the bytes of `bufferList` into a new block, one buffer behind the other, makes it the
+/// sample buffer's data and marks the data as ready.
+/// Errors: the sample buffer stays as it was. `kCMSampleBufferError_RequiredParameterMissing` for
+/// null pointers, `kCMSampleBufferError_AlreadyHasDataBuffer`,
+/// `kCMSampleBufferError_InvalidMediaFormat` for a format that is not audio,
+/// `kCMSampleBufferError_InvalidSampleData` for no bytes at all or fewer than the samples' sizes,
+/// `kCMBlockBufferBlockAllocationFailedErr`.
 OSStatus CMSampleBufferSetDataBufferFromAudioBufferList(
     CMSampleBufferRef sampleBuffer, CFAllocatorRef blockBufferStructureAllocator,
     CFAllocatorRef blockBufferMemoryAllocator, std::uint32_t flags,
@@ -229,7 +247,7 @@ CMFormatDescriptionRef CMSampleBufferGetFormatDescription(CMSampleBufferRef samp
 CMItemCount CMSampleBufferGetNumSamples(CMSampleBufferRef sampleBuffer);
 /// The first sample's presentation time.
 CMTime CMSampleBufferGetPresentationTimeStamp(CMSampleBufferRef sampleBuffer);
-/// The sum of the samples' durations.
+/// The sum of the samples' durations; invalid when one of them is.
 CMTime CMSampleBufferGetDuration(CMSampleBufferRef sampleBuffer);
 /// Timing of one sample, worked out where one entry applies to all.
 OSStatus CMSampleBufferGetSampleTimingInfo(CMSampleBufferRef sampleBuffer, CMItemCount sampleIndex,
