@@ -19,6 +19,7 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -128,9 +129,8 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   /// | "bytesPerRow"     | unsigned | row pitch of packed formats in bytes; y420 ignores it       |
   ///
   /// A missing key reads as 0 or false. The pixels are copied before the call returns, and the data
-  /// is not kept. Bytes read: packed formats, `bytesPerRow` x (height - 1) plus one row of the
-  /// smaller of `bytesPerRow` and the buffer's own row; y420, a plane of width x height and two of
-  /// floor(width / 2) x ceil(height / 2), back to back. The length of the data is not checked.
+  /// is not kept. The length of the data is not checked: `frameBufferLength` tells how much is
+  /// read.
   ///
   /// The first frame opens the file; its time is time 0. A frame that the writer has no room for is
   /// dropped with a log line, and the frame before it lasts longer.
@@ -140,6 +140,16 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   /// line.
   void appendVideoSample(const vx::NSDictionary* frame);
   void appendVideoSample(const vx::NSDictionary& frame) { appendVideoSample(&frame); }
+
+  // ---- pools and conversion (src/pixelbuffer/) ---------------------------------------------
+
+  /// How many bytes of "frameBuffer" a frame of this description reads at most; the data must hold
+  /// as many. y420: a plane of width x height and two of floor(width / 2) x ceil(height / 2), back
+  /// to back. Every other code: height - 1 rows of `bytesPerRow`, and of the last row what fits
+  /// into a buffer's row, which is the pixels' bytes or somewhat more, never beyond `bytesPerRow`;
+  /// so `bytesPerRow` x height is always enough. 0 for a width or height of 0. Thread: any.
+  static std::size_t frameBufferLength(std::uint32_t pixelFormatType, std::uint32_t width,
+                                       std::uint32_t height, std::uint32_t bytesPerRow);
 
   // ---- stop, pause and destruction (src/recorder/stop.cpp) ---------------------------------
 
@@ -188,6 +198,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   vx::CVPixelBufferRef convertPixelBufferFromFrameBuffer(const void* frameBuffer, vx::CGSize size,
                                                          std::uint32_t bytesPerRow,
                                                          std::uint32_t pixelFormatType);
+  static void copyPlanes(const void* frameBuffer, vx::CGSize size, vx::CVPixelBufferRef toBuffer);
   static void copyBuffer(const void* source, std::uint64_t sourceBytesPerRow, void* toBuffer,
                          std::uint64_t bytesPerRow, std::uint64_t withHeight);
   void createBlackBufferWithFormat(std::uint32_t format, vx::CGSize withSize);

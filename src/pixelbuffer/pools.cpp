@@ -1,0 +1,54 @@
+// The pools that frame buffers are drawn from, one a frame size.
+#include "VXVideoRecorder/VXVideoRecorder.h"
+
+using namespace vx;
+
+namespace {
+
+constexpr std::int32_t kLogLevel = 2;
+constexpr std::int32_t kRowAlignment = 32;  // bytes
+
+std::string keyed(std::string_view key) { return std::string(key); }
+
+// The attribute as a whole number, so that a fractional size equals no pool's.
+std::int32_t integerAttribute(const NSDictionary& attributes, std::string_view key) {
+  std::int32_t value = 0;
+  const Object* object = attributes.objectForKey(key);
+  if (const NSNumber* number = object ? object->number() : nullptr) {
+    CFNumberGetValue(*number, kCFNumberIntType, &value);
+  }
+  return value;
+}
+
+bool hasSize(CVPixelBufferPoolRef pool, CGSize size) {
+  const NSDictionary* attributes = CVPixelBufferPoolGetPixelBufferAttributes(pool);
+  return attributes &&
+         static_cast<double>(integerAttribute(*attributes, kCVPixelBufferWidthKey)) == size.width &&
+         static_cast<double>(integerAttribute(*attributes, kCVPixelBufferHeightKey)) == size.height;
+}
+
+}  // namespace
+
+CVPixelBufferPoolRef VXVideoRecorder::getBufferPoolWithSize(CGSize size, std::uint32_t withFormat) {
+  // The first pool of the size serves every format: a stream has one, and a frame in another is
+  // copied by its own layout as far as the buffer reaches.
+  for (CVPixelBufferPoolRef pool : _pools) {
+    if (hasSize(pool, size)) {
+      return pool;
+    }
+  }
+  const NSDictionary attributes = {
+      {keyed(kCVPixelBufferWidthKey), size.width},
+      {keyed(kCVPixelBufferHeightKey), size.height},
+      {keyed(kCVPixelBufferPixelFormatTypeKey), withFormat},
+      {keyed(kCVPixelBufferBytesPerRowAlignmentKey), kRowAlignment},
+  };
+  CVPixelBufferPoolRef pool = nullptr;
+  if (CVPixelBufferPoolCreate(kCFAllocatorDefault, nullptr, &attributes, &pool) !=
+      kCVReturnSuccess) {
+    writeLog(logPrefix() + " Pixel buffer pool create failed", kLogLevel);
+    return nullptr;
+  }
+  _pools.push_back(pool);
+  return pool;
+}
