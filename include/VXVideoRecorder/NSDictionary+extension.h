@@ -13,14 +13,16 @@
 
 namespace vx {
 
-/// The dictionary as JSON text; "{}" when it cannot be written. `pretty` indents over several
-/// lines. Errors: raises `NSInvalidArgumentException` for values that JSON does not have.
+/// The dictionary as JSON text; "{}" when it cannot be written (a text that is not valid UTF-8,
+/// nesting beyond `NSJSONSerialization::kMaximumDepth`). `pretty` indents over several lines.
+/// Errors: raises `NSInvalidArgumentException` for values that JSON does not have (data, dates,
+/// not-a-number, infinity), as `NSJSONSerialization` does; ask its `isValidJSONObject` before.
 std::string jsonStringWithPrettyPrint(const NSDictionary& dictionary, bool pretty);
 /// The same as UTF-8 data; absent when it cannot be written.
 std::optional<NSData> jsonDataWithPrettyPrint(const NSDictionary& dictionary, bool pretty);
 
-/// Numbers are true when not zero. Texts are true when, after white space, a sign and zeros, they
-/// go on with Y, y, T, t or a digit 1 to 9. Never raises.
+/// Numbers are true when not zero. Texts are true when, after white space, a sign and zeros (each
+/// of which may be missing), they go on with Y, y, T, t or a digit 1 to 9. Never raises.
 bool boolValueForKey(const NSDictionary& dictionary, std::string_view keyPath,
                      bool withDefault = false);
 /// Numbers lose their fraction. Texts give their leading decimal number, clamped to the range; 0

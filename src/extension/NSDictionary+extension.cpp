@@ -44,6 +44,16 @@ bool boolValueOf(const Object& value, bool withDefault) {
 
 }  // namespace
 
+std::string jsonStringWithPrettyPrint(const NSDictionary& dictionary, bool pretty) {
+  const std::optional<NSData> data = jsonDataWithPrettyPrint(dictionary, pretty);
+  return data ? std::string(reinterpret_cast<const char*>(data->bytes()), data->length()) : "{}";
+}
+
+std::optional<NSData> jsonDataWithPrettyPrint(const NSDictionary& dictionary, bool pretty) {
+  return NSJSONSerialization::dataWithJSONObject(
+      dictionary, pretty ? NSJSONWritingPrettyPrinted : NSJSONWritingCompact);
+}
+
 const Object* objectForKeyPath(const NSDictionary& dictionary, std::string_view keyPath) {
   if (keyPath.empty()) {
     return nullptr;

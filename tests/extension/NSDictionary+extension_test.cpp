@@ -224,4 +224,35 @@ TEST(ObjectForKeyPath, GivesTheLastComponentsNullMarker) {
   EXPECT_TRUE(objectForKeyPath(dictionary, "a.b")->isNull());
 }
 
+// ---- JSON ------------------------------------------------------------------------------------
+
+TEST(JSONString, IsCompactOrPretty) {
+  const NSDictionary dictionary{{"a", NSArray{1, true}}};
+  EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, false), R"({"a":[1,true]})");
+  EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, true), "{\n  \"a\": [\n    1,\n    true\n  ]\n}");
+}
+
+TEST(JSONString, OfAnEmptyDictionaryIsTwoBraces) {
+  EXPECT_EQ(jsonStringWithPrettyPrint({}, false), "{}");
+}
+
+TEST(JSONString, IsTwoBracesWhenTheDictionaryCannotBeWritten) {
+  const NSDictionary dictionary{{"a", "\xff"}};
+  EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, false), "{}");
+  EXPECT_EQ(jsonDataWithPrettyPrint(dictionary, false), std::nullopt);
+}
+
+TEST(JSONString, RaisesForValuesThatJSONDoesNotHave) {
+  const NSDictionary dictionary{{"a", NSData()}};
+  EXPECT_THROW(jsonStringWithPrettyPrint(dictionary, false), NSException);
+  EXPECT_THROW((void)jsonDataWithPrettyPrint(dictionary, true), NSException);
+}
+
+TEST(JSONData, IsTheTextInUTF8) {
+  const std::optional<NSData> data = jsonDataWithPrettyPrint({{"\u00e9", 1}}, false);
+  ASSERT_TRUE(data);
+  const std::string_view expected = "{\"\u00e9\":1}";
+  EXPECT_EQ(*data, NSData::dataWithBytes(expected.data(), expected.size()));
+}
+
 }  // namespace

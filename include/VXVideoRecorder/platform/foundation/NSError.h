@@ -22,6 +22,7 @@ inline constexpr std::int64_t NSFileWriteFileExistsError = 516;
 inline constexpr std::int64_t NSFileWriteOutOfSpaceError = 640;
 inline constexpr std::int64_t NSFileWriteVolumeReadOnlyError = 642;
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+inline constexpr std::int64_t NSPropertyListWriteInvalidError = 3852;
 
 /// A failure as a value: a domain, a code within it, and a text that says what a person can do.
 class NSError {
