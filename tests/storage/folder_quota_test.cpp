@@ -1,0 +1,248 @@
+// The quota on real folders.
+#include "storage/folder_quota.h"
+
+#include "support/temporary_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+namespace vx::storage {
+namespace {
+
+namespace fs = std::filesystem;
+constexpr std::uint64_t kMB = 1000000;
+
+class FolderQuota : public testing::Test {
+ protected:
+  void apply(std::uint64_t megabytes, const std::string& finished = "now.mp4",
+             const std::optional<std::string>& prefix = "rec") {
+    applyFolderQuota(folder.path(), prefix, megabytes, finished);
+  }
+  std::set<std::string> entries() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+      names.insert(fs::relative(entry.path().parent_path(), folder.path()) /
+                   entry.path().filename());
+    }
+    std::set<std::string> tidy;
+    for (const std::string& name : names) {
+      tidy.insert(name.starts_with("./") ? name.substr(2) : name);
+    }
+    return tidy;
+  }
+
+  TemporaryFolder folder;
+};
+
+using Names = std::set<std::string>;
+
+TEST_F(FolderQuota, KeepsTheNewestThatFitAndDeletesTheRest) {
+  folder.makeFile("now.mp4", 100 * kMB, 9);
+  folder.makeFile("rec3.mp4", 300 * kMB, 3);
+  folder.makeFile("rec2.mp4", 300 * kMB, 2);
+  folder.makeFile("rec1.mp4", 300 * kMB, 1);
+  folder.makeFile("rec0.mp4", 1, 0);
+  apply(800);
+  EXPECT_EQ(entries(), (Names{"now.mp4", "rec3.mp4", "rec2.mp4"}));
+}
+
+TEST_F(FolderQuota, DeletesEveryCandidateWhenTheFinishedFileIsOverTheLimit) {
+  folder.makeFile("now.mp4", 2 * kMB);
+  folder.makeFile("rec1.mp4", 10, 1);
+  folder.makeFile("rec2.mp4", 0, 2);
+  apply(1);
+  EXPECT_EQ(entries(), Names{"now.mp4"});
+}
+
+TEST_F(FolderQuota, KeepsACandidateThatReachesTheLimitExactly) {
+  folder.makeFile("now.mp4", 400000);
+  folder.makeFile("rec3.mp4", 600000, 3);
+  folder.makeFile("rec2.mp4", 0, 2);
+  folder.makeFile("rec1.mp4", 1, 1);
+  apply(1);
+  EXPECT_EQ(entries(), (Names{"now.mp4", "rec3.mp4", "rec2.mp4"}));
+}
+
+TEST_F(FolderQuota, IsOffAtZero) {
+  folder.makeFile("rec1.mp4", 1);
+  apply(0);
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+}
+
+TEST_F(FolderQuota, TouchesOnlyThisHostsRecordings) {
+  folder.makeFile("now.mp4", 2 * kMB);
+  folder.makeFolder("sub");
+  folder.makeFolder("rec_sub");
+  const Names others{"now.mp4",   "rec1.MP4", "rec2.txt",     "rec3",
+                     "other.mp4", "Rec4.mp4", "sub/rec5.mp4", "rec_sub/film.mkv"};
+  for (const std::string& name : others) folder.makeFile(name, name == "now.mp4" ? 2 * kMB : 10);
+  folder.makeFile("rec_sub/6.mp4", 10);
+  apply(1);
+  Names expected = others;
+  expected.insert({"sub", "rec_sub"});
+  EXPECT_EQ(entries(), expected);
+}
+
+TEST_F(FolderQuota, KeepsAndDoesNotCountEntriesWithTheStem) {
+  folder.makeFile("rec_now_2.mp4", 400000, 9);
+  folder.makeFile("rec_now_1.mp4", 90 * kMB, 1);
+  folder.makeFile("rec_old_rec_now_.mp4", 90 * kMB, 2);
+  folder.makeFile("rec_old_1.mp4", 600000, 3);
+  apply(1, "rec_now_2.mp4");
+  EXPECT_EQ(entries().size(), 4U);
+}
+
+TEST_F(FolderQuota, NeverDeletesDefaultNamesAfterADefaultName) {
+  folder.makeFile("Display_1.mp4", 5 * kMB, 9);
+  folder.makeFile("Display_2.mp4", 5 * kMB, 1);
+  apply(1, "Display_1.mp4", "Display");
+  EXPECT_EQ(entries(), (Names{"Display_1.mp4", "Display_2.mp4"}));
+}
+
+TEST_F(FolderQuota, SparesTheFinishedFileWithoutAStem) {
+  folder.makeFile("rec2.mp4", 5 * kMB, 0);
+  folder.makeFile("rec1.mp4", 10, 1);
+  apply(1, "rec2.mp4");
+  EXPECT_EQ(entries(), Names{"rec2.mp4"});
+}
+
+TEST_F(FolderQuota, SparesTheFinishedFileUnderAnotherSpelling) {
+  folder.makeFolder("rec.sub");
+  fs::create_directory_symlink("rec.sub", folder / "link");
+  for (const char* spelling :
+       {"./rec2.mp4", ".//rec2.mp4", "rec.sub/../rec2.mp4", "link/../rec2.mp4"}) {
+    folder.makeFile("rec2.mp4", 5 * kMB, 0);
+    folder.makeFile("rec1.mp4", 10, 1);
+    apply(1, spelling);
+    EXPECT_TRUE(folder.has("rec2.mp4")) << spelling;
+    EXPECT_FALSE(folder.has("rec1.mp4")) << spelling;
+  }
+}
+
+TEST_F(FolderQuota, SparesTheFolderThatHoldsTheFinishedFile) {
+  folder.makeFolder("rec.mp4");
+  folder.makeFile("rec.mp4/now.mp4", 5 * kMB);
+  apply(1, "rec.mp4/now.mp4");
+  EXPECT_TRUE(folder.has("rec.mp4/now.mp4"));
+}
+
+TEST_F(FolderQuota, CountsAMissingFinishedFileAsNothing) {
+  folder.makeFile("rec2.mp4", kMB, 2);
+  folder.makeFile("rec1.mp4", 1, 1);
+  apply(1, "gone.mp4");
+  EXPECT_EQ(entries(), Names{"rec2.mp4"});
+}
+
+TEST_F(FolderQuota, DeletesNothingWithoutAPrefixOrAFolder) {
+  folder.makeFile("now.mp4", 5 * kMB);
+  folder.makeFile("rec1.mp4", 1);
+  apply(1, "now.mp4", std::nullopt);
+  apply(1, "now.mp4", "");
+  applyFolderQuota(std::nullopt, "rec", 1, "now.mp4");
+  applyFolderQuota("", "rec", 1, "now.mp4");
+  applyFolderQuota(folder / "none", "rec", 1, "now.mp4");
+  applyFolderQuota(folder / "rec1.mp4", "rec", 1, "now.mp4");
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+}
+
+TEST_F(FolderQuota, CountsFilesOverFourGibibytesInFull) {
+  constexpr std::uint64_t kLarge = 5000 * kMB;
+  folder.makeFile("now.mp4", kLarge, 9);
+  for (int i = 0; i < 4; ++i) folder.makeFile("rec" + std::to_string(i) + ".mp4", kLarge, i);
+  apply(15000);
+  EXPECT_EQ(entries(), (Names{"now.mp4", "rec3.mp4", "rec2.mp4"}));
+}
+
+TEST_F(FolderQuota, MultipliesTheLimitIn64Bits) {
+  folder.makeFile("now.mp4", 1);
+  folder.makeFile("rec1.mp4", 5000 * kMB);
+  apply(5000000000);  // 5 * 10^15 bytes
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+}
+
+TEST_F(FolderQuota, DeletesRecordingsWithEqualTimesUntilTheRestFits) {
+  for (int i = 0; i < 50; ++i) folder.makeFile("rec" + std::to_string(i) + ".mp4", 100000, 5);
+  apply(1);
+  EXPECT_EQ(entries().size(), 10U);
+}
+
+TEST_F(FolderQuota, DeletesACandidateInASubfolder) {
+  folder.makeFile("now.mp4", 5 * kMB);
+  folder.makeFolder("recs/deep");
+  folder.makeFile("recs/deep/1.mp4", 10);
+  apply(1);
+  EXPECT_EQ(entries(), (Names{"now.mp4", "recs", "recs/deep"}));
+}
+
+TEST_F(FolderQuota, DeletesAFolderNamedLikeARecordingWithItsContents) {
+  folder.makeFile("now.mp4", 5 * kMB);
+  folder.makeFolder("rec.mp4/sub");
+  folder.makeFile("rec.mp4/sub/file", 10);
+  apply(1);
+  EXPECT_EQ(entries(), Names{"now.mp4"});
+}
+
+TEST_F(FolderQuota, DeletesALinkAndNotWhatItNames) {
+  const TemporaryFolder elsewhere;
+  elsewhere.makeFile("film.mp4", 50 * kMB);
+  elsewhere.makeFile("rec9.mp4", 50 * kMB);
+  folder.makeFile("now.mp4", 5 * kMB);
+  fs::create_symlink(elsewhere / "film.mp4", folder / "rec1.mp4");
+  fs::create_directory_symlink(elsewhere.path(), folder / "rec2.mp4");
+  fs::create_directory_symlink(elsewhere.path(), folder / "recs");
+  fs::create_symlink(folder / "nowhere", folder / "rec3.mp4");
+  apply(1);
+  EXPECT_EQ(entries(), (Names{"now.mp4", "recs"}));
+  EXPECT_TRUE(elsewhere.has("film.mp4"));
+  EXPECT_TRUE(elsewhere.has("rec9.mp4"));
+}
+
+TEST_F(FolderQuota, CountsALinkByItsOwnSize) {
+  const TemporaryFolder elsewhere;
+  elsewhere.makeFile("film.mp4", 50 * kMB);
+  fs::create_symlink(elsewhere / "film.mp4", folder / "rec1.mp4");
+  apply(1);
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+}
+
+TEST_F(FolderQuota, PrunesTheFolderThatALinkStandsFor) {
+  folder.makeFolder("real");
+  folder.makeFile("real/now.mp4", 5 * kMB);
+  folder.makeFile("real/rec1.mp4", 1);
+  fs::create_directory_symlink("real", folder / "link");
+  applyFolderQuota(folder / "link", "rec", 1, "now.mp4");
+  EXPECT_EQ(entries(), (Names{"link", "real", "real/now.mp4"}));
+}
+
+TEST_F(FolderQuota, TakesAFolderWithClosingSeparators) {
+  folder.makeFile("rec2.mp4", 5 * kMB);
+  folder.makeFile("rec1.mp4", 1);
+  applyFolderQuota(folder.path() + "//", "rec", 1, "rec2.mp4");
+  EXPECT_EQ(entries(), Names{"rec2.mp4"});
+}
+
+TEST_F(FolderQuota, TakesNamesThatAreNotText) {
+  folder.makeFile("now\xff_1.mp4", 5 * kMB);
+  folder.makeFile("now\xff_2.mp4", 1);
+  folder.makeFile("rec\xff.mp4", 1);
+  folder.makeFile("rec\n.mp4", 1);
+  apply(1, "now\xff_1.mp4");
+  EXPECT_EQ(entries(), (Names{"now\xff_1.mp4", "now\xff_2.mp4"}));
+}
+
+TEST_F(FolderQuota, PrunesAFolderOfThousands) {
+  constexpr int kCount = 3000;
+  for (int i = 0; i < kCount; ++i) {
+    folder.makeFile("rec" + std::to_string(i) + ".mp4", 10000, (i * 7919) % kCount);
+  }
+  apply(10, "gone.mp4");
+  EXPECT_EQ(entries().size(), 1000U);
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(folder.has("rec" + std::to_string(i) + ".mp4"), (i * 7919) % kCount >= 2000) << i;
+  }
+}
+
+}  // namespace
+}  // namespace vx::storage
