@@ -1,0 +1,17 @@
+// Errors of the operating system as texts that say what a person can do.
+#pragma once
+
+#include "platform/foundation/status.h"
+
+#include <string>
+
+namespace vx::mp4 {
+
+/// Why the file could not be created.
+Status creationError(int error, const std::string& path);
+/// Why it could not be written.
+Status writingError(int error, const std::string& path);
+/// That it is no longer where it was created.
+Status removedError(const std::string& path);
+
+}  // namespace vx::mp4

@@ -1,0 +1,49 @@
+// The order in which bytes reach the file, so that it can be read at every moment.
+#pragma once
+
+#include "platform/avfoundation/mp4/fragment.h"
+#include "platform/avfoundation/mp4/movie.h"
+#include "platform/avfoundation/mp4/output_file.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace vx::mp4 {
+
+/// Turns heads, fragments and finished movies into durable states of the file. Between two writes
+/// that count, every reader sees the state before; a cut-off rest is always a `free` box or what
+/// follows one.
+class FragmentCommitter {
+ public:
+  explicit FragmentCommitter(OutputFile& file) : _file(file) {}
+
+  Status writeHead(const MovieHead& head);
+  Status publishAudio(const MovieHead& head, const ReservedAudioBoxes& boxes);
+  /// `movieBytes`: room that the finish will need with this fragment.
+  Status commit(const Fragment& fragment, std::uint64_t movieBytes);
+  /// Makes the last published fragment durable, which the next commit would do as well.
+  Status settle();
+  /// `writeMovie` writes a complete `moov`.
+  Status finish(const std::function<void(ByteStream&)>& writeMovie);
+  /// Takes back what was written and not published.
+  Status cutBack();
+  /// The same, and gives back the room that was set aside: the file is left as it was committed.
+  Status releaseRoom();
+
+  /// Where the next fragment goes.
+  std::uint64_t committedEnd() const { return _committedEnd; }
+
+ private:
+  Status writeFragment(const Fragment& fragment);
+  Status writeMovieInFreeBox(const std::function<void(ByteStream&)>& writeMovie);
+  Status writeType(std::uint64_t boxOffset, std::string_view type);
+  Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
+  OutputFile& _file;
+  std::uint64_t _committedEnd = 0;
+  std::uint64_t _writtenEnd = 0;
+  bool _isSettled = true;
+  bool _isFinished = false;
+};
+
+}  // namespace vx::mp4

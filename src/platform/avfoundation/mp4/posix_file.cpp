@@ -1,0 +1,176 @@
+#include "platform/avfoundation/mp4/file_errors.h"
+#include "platform/avfoundation/mp4/output_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace vx::mp4 {
+
+namespace {
+
+constexpr mode_t kFileMode = 0666;  // the process's mask takes away from it
+
+/// Repeats a call that a signal interrupted; returns 0 or the error.
+template <typename Call>
+int withoutInterruption(Call call) {
+  while (call() != 0)
+    if (errno != EINTR) return errno;
+  return 0;
+}
+
+/// A write beyond the process's file size limit raises SIGXFSZ, which would end the host program.
+/// Blocked here, it becomes the error EFBIG and nothing else.
+class FileSizeSignalBlock {
+ public:
+  FileSizeSignalBlock() {
+    sigemptyset(&_signal);
+    sigaddset(&_signal, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &_signal, &_before);
+  }
+  ~FileSizeSignalBlock() {
+    if (sigismember(&_before, SIGXFSZ) == 1) return;
+    if (_raised) {
+      const timespec noWait{};
+      sigtimedwait(&_signal, nullptr, &noWait);
+    }
+    pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+  }
+  FileSizeSignalBlock(const FileSizeSignalBlock&) = delete;
+  FileSizeSignalBlock& operator=(const FileSizeSignalBlock&) = delete;
+  void raised() { _raised = true; }
+
+ private:
+  sigset_t _signal{};
+  sigset_t _before{};
+  bool _raised = false;
+};
+
+class Descriptor {
+ public:
+  explicit Descriptor(int value = -1) : _value(value) {}
+  ~Descriptor() {
+    if (_value >= 0) ::close(_value);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return _value; }
+  int release() { return std::exchange(_value, -1); }
+
+ private:
+  int _value;
+};
+
+class PosixFile final : public OutputFile {
+ public:
+  PosixFile(int descriptor, std::string path) : _descriptor(descriptor), _path(std::move(path)) {}
+
+  Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
+    FileSizeSignalBlock block;
+    while (!bytes.empty()) {
+      const ssize_t written =
+          ::pwrite(_descriptor.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0 && errno == EFBIG) block.raised();
+      if (written < 0) return writingError(errno, _path);
+      if (written == 0) return writingError(EIO, _path);
+      offset += static_cast<std::uint64_t>(written);
+      bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+    return {};
+  }
+
+  Status sync() override {
+    return result(withoutInterruption([&] { return ::fdatasync(_descriptor.get()); }));
+  }
+
+  Status syncFolder() override {
+    const std::size_t slash = _path.rfind('/');
+    const std::string folder =
+        slash == std::string::npos ? "." : _path.substr(0, std::max<std::size_t>(slash, 1));
+    // A folder that may be written to but not read cannot be opened, and some file systems have
+    // nothing to make durable here: neither is a reason not to record.
+    Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor.get() < 0) return {};
+    const int error = withoutInterruption([&] { return ::fsync(descriptor.get()); });
+    return result(error == EIO ? error : 0);
+  }
+
+  Status reserve(std::uint64_t end) override {
+    if (end <= _reservedEnd) return {};
+    if (rlimit limit{}; getrlimit(RLIMIT_FSIZE, &limit) == 0 && end > limit.rlim_cur)
+      return writingError(EFBIG, _path);
+    if (!_canReserve) return {};
+    // Ahead by a step, so that not every commit asks; at the end of the disk, what is needed.
+    int error = allocate(end + kReserveStepBytes);
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG) error = allocate(end);
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG) return writingError(error, _path);
+    _canReserve = error == 0;
+    return {};
+  }
+
+  Status truncate(std::uint64_t sizeBytes) override {
+    const int error = withoutInterruption(
+        [&] { return ::ftruncate(_descriptor.get(), static_cast<off_t>(sizeBytes)); });
+    _reservedEnd = 0;
+    return result(error);
+  }
+
+  Status checkStillNamed() override {
+    struct stat status {};
+    if (::fstat(_descriptor.get(), &status) != 0) return writingError(errno, _path);
+    return status.st_nlink == 0 ? removedError(_path) : Status();
+  }
+
+  Status close() override {
+    const int descriptor = _descriptor.release();
+    if (descriptor < 0 || ::close(descriptor) == 0) return {};
+    // Interrupted, it is closed all the same.
+    return result(errno == EINTR ? 0 : errno);
+  }
+
+ private:
+  static constexpr std::uint64_t kReserveStepBytes = std::uint64_t{16} << 20;
+
+  Status result(int error) const { return error == 0 ? Status() : writingError(error, _path); }
+
+  int allocate(std::uint64_t end) {
+    const std::uint64_t start = _reservedEnd;
+    const int error = withoutInterruption([&] {
+      return ::fallocate(_descriptor.get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(start),
+                         static_cast<off_t>(end - start));
+    });
+    if (error == 0) _reservedEnd = end;
+    return error;
+  }
+
+  Descriptor _descriptor;
+  std::string _path;
+  std::uint64_t _reservedEnd = 0;
+  bool _canReserve = true;
+};
+
+}  // namespace
+
+Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out) {
+  int value = -1;
+  do {
+    value = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
+  } while (value < 0 && errno == EINTR);
+  if (value < 0) return creationError(errno, path);
+  Descriptor descriptor(value);
+  if (::flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    return creationError(errno, path);
+  out = std::make_unique<PosixFile>(descriptor.get(), path);
+  descriptor.release();
+  return {};
+}
+
+}  // namespace vx::mp4
