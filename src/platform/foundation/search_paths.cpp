@@ -85,11 +85,6 @@ std::string homeFromAccount() {
   return "/";
 }
 
-std::string homeFolder() {
-  std::string home = absoluteFromEnvironment("HOME");
-  return home.empty() ? homeFromAccount() : home;
-}
-
 std::string textOfFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
@@ -107,6 +102,11 @@ std::string documentsFolder(const std::string& home) {
 }
 
 }  // namespace
+
+std::string homeFolder() {
+  std::string home = absoluteFromEnvironment("HOME");
+  return home.empty() ? homeFromAccount() : home;
+}
 
 std::optional<std::string> documentsFolderFromUserDirs(std::string_view userDirs,
                                                        std::string_view home) {

@@ -7,6 +7,9 @@
 
 namespace vx {
 
+/// The user's home folder: $HOME, else what the account says.
+std::string homeFolder();
+
 /// The value of XDG_DOCUMENTS_DIR in `userDirs`, the text of a user-dirs.dirs file: an absolute
 /// path, or one that begins with "$HOME"; backslashes and double quotes as that file writes them.
 /// The last good line wins. Absent when there is none.

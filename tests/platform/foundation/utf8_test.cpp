@@ -29,7 +29,8 @@ std::string encoded(char32_t code) {
 TEST(UTF8, HoldsEveryCharacterButSurrogates) {
   for (char32_t code = 0; code < 0x120000; ++code) {
     const bool isCharacter = code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-    ASSERT_EQ(isValidUTF8("a" + encoded(code) + "b"), isCharacter) << std::hex << static_cast<std::uint32_t>(code);
+    ASSERT_EQ(isValidUTF8("a" + encoded(code) + "b"), isCharacter)
+        << std::hex << static_cast<std::uint32_t>(code);
   }
 }
 
