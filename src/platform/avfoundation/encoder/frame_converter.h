@@ -5,8 +5,7 @@
 #include "platform/avfoundation/encoder/video_encoder.h"
 #include "platform/foundation/status.h"
 
-#include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace vx {
 
@@ -26,6 +25,10 @@ class FrameConverter {
 
  private:
   struct Scratch;
+
+  Status convertSameSize(CVPixelBufferRef buffer, PlanarPicture& picture);
+  Status convertFitted(CVPixelBufferRef buffer, PlanarPicture& picture);
+
   int _trackWidth;
   int _trackHeight;
   std::unique_ptr<Scratch> _scratch;
