@@ -20,10 +20,12 @@ namespace vx {
 
 inline constexpr std::string_view AVFoundationErrorDomain = "AVFoundationErrorDomain";
 inline constexpr std::int64_t AVErrorUnknown = -11800;
+inline constexpr std::int64_t AVErrorOutOfMemory = -11801;
 inline constexpr std::int64_t AVErrorDiskFull = -11807;
 inline constexpr std::int64_t AVErrorMediaChanged = -11809;
 inline constexpr std::int64_t AVErrorInvalidSourceMedia = -11822;
 inline constexpr std::int64_t AVErrorFileAlreadyExists = -11823;
+inline constexpr std::int64_t AVErrorInvalidOutputSettings = -11861;
 inline constexpr std::int64_t AVErrorEncoderNotFound = -11834;
 inline constexpr std::int64_t AVErrorFileFormatNotRecognized = -11828;
 inline constexpr std::int64_t AVErrorEncodeFailed = -11883;

@@ -34,7 +34,7 @@ struct PlanarPicture {
 struct VideoEncoderSettings {
   int width = 0;  // even
   int height = 0;
-  std::int64_t averageBitRate = 0;  // bits per second
+  int averageBitRate = 0;           // bits per second
   int maxKeyFrameInterval = 0;      // frames
   int expectedSourceFrameRate = 0;  // frames per second
   ColourTags colour;

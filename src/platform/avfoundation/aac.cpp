@@ -1,0 +1,220 @@
+#include "platform/avfoundation/aac.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace vx::aac {
+namespace {
+
+// ISO/IEC 14496-3, table 1.18.
+constexpr std::array<std::uint32_t, 13> kSampleRates{
+    96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
+constexpr std::uint32_t kExplicitRate = 15;
+// Table 1.19: channels by channel configuration; 0 means that the stream itself tells.
+constexpr std::array<std::uint16_t, 15> kChannels{0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8};
+constexpr std::uint32_t kLowComplexity = 2;
+constexpr std::uint32_t kSpectralBandReplication = 5;
+constexpr std::uint32_t kParametricStereo = 29;
+constexpr std::uint32_t kEscapedObjectType = 31;
+constexpr std::uint32_t kFrameLength = 1024;
+constexpr std::uint32_t kShortFrameLength = 960;
+constexpr double kLargestRate = 0xFFFFFF;  // 24 bits
+
+class BitWriter {
+ public:
+  void put(std::uint32_t value, int bits) {
+    for (int bit = bits - 1; bit >= 0; --bit) {
+      if (_used % 8 == 0) {
+        _bytes.push_back(0);
+      }
+      _bytes.back() |= static_cast<std::uint8_t>((value >> bit & 1) << (7 - _used % 8));
+      ++_used;
+    }
+  }
+  std::vector<std::uint8_t> take() { return std::move(_bytes); }
+
+ private:
+  std::vector<std::uint8_t> _bytes;
+  int _used = 0;
+};
+
+/// Reads zeros behind the end and remembers that it did.
+class BitReader {
+ public:
+  explicit BitReader(std::span<const std::uint8_t> bytes) : _bytes(bytes) {}
+  std::uint32_t get(int bits) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < bits; ++i, ++_at) {
+      const bool inside = _at / 8 < _bytes.size();
+      const std::uint32_t bit = inside ? _bytes[_at / 8] >> (7 - _at % 8) & 1 : 0;
+      value = value << 1 | bit;
+      _overrun = _overrun || !inside;
+    }
+    return value;
+  }
+  bool overrun() const { return _overrun; }
+
+ private:
+  std::span<const std::uint8_t> _bytes;
+  std::size_t _at = 0;
+  bool _overrun = false;
+};
+
+void putRate(BitWriter& bits, std::uint32_t rate) {
+  const auto found = std::find(kSampleRates.begin(), kSampleRates.end(), rate);
+  if (found != kSampleRates.end()) {
+    bits.put(static_cast<std::uint32_t>(found - kSampleRates.begin()), 4);
+  } else {
+    bits.put(kExplicitRate, 4);
+    bits.put(rate, 24);
+  }
+}
+
+std::uint32_t getRate(BitReader& bits) {
+  const std::uint32_t index = bits.get(4);
+  if (index == kExplicitRate) {
+    return bits.get(24);
+  }
+  return index < kSampleRates.size() ? kSampleRates[index] : 0;
+}
+
+std::uint32_t getObjectType(BitReader& bits) {
+  const std::uint32_t type = bits.get(5);
+  return type == kEscapedObjectType ? 32 + bits.get(6) : type;
+}
+
+std::optional<std::uint32_t> channelConfiguration(std::uint32_t channels) {
+  if (channels == 0) {
+    return std::nullopt;
+  }
+  const auto found = std::find(kChannels.begin(), kChannels.end(), channels);
+  return found != kChannels.end() && channels <= 8
+             ? std::optional(static_cast<std::uint32_t>(found - kChannels.begin()))
+             : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::uint8_t>> makeAudioSpecificConfig(
+    const AudioStreamBasicDescription& stream) {
+  const std::uint32_t type = stream.mFormatFlags == 0 ? kLowComplexity : stream.mFormatFlags;
+  const auto configuration = channelConfiguration(stream.mChannelsPerFrame);
+  const bool rateFits = stream.mSampleRate >= 1 && stream.mSampleRate <= kLargestRate;
+  if (!configuration || !rateFits || type > kSpectralBandReplication) {
+    return std::nullopt;
+  }
+  const auto rate = static_cast<std::uint32_t>(std::lround(stream.mSampleRate));
+  BitWriter bits;
+  bits.put(type, 5);
+  if (type == kSpectralBandReplication) {
+    putRate(bits, rate / 2);
+    bits.put(*configuration, 4);
+    putRate(bits, rate);
+    bits.put(kLowComplexity, 5);
+  } else {
+    putRate(bits, rate);
+    bits.put(*configuration, 4);
+  }
+  bits.put(0, 3);  // GASpecificConfig: 1024 frames, no core coder, no extension
+  return bits.take();
+}
+
+std::optional<AudioSpecificConfig> parseAudioSpecificConfig(std::span<const std::uint8_t> config) {
+  BitReader bits(config);
+  AudioSpecificConfig parsed;
+  std::uint32_t type = getObjectType(bits);
+  parsed.sampleRate = getRate(bits);
+  const std::uint32_t coreRate = parsed.sampleRate;
+  const std::uint32_t configuration = bits.get(4);
+  parsed.channels = configuration < kChannels.size() ? kChannels[configuration] : 0;
+  if (type == kSpectralBandReplication || type == kParametricStereo) {
+    parsed.channels = type == kParametricStereo ? 2 : parsed.channels;
+    parsed.sampleRate = getRate(bits);
+    type = getObjectType(bits);
+  }
+  const std::uint32_t coreFrames = bits.get(1) ? kShortFrameLength : kFrameLength;
+  if (bits.overrun() || type == 0 || coreRate == 0 || parsed.sampleRate == 0) {
+    return std::nullopt;
+  }
+  parsed.framesPerPacket =
+      static_cast<std::uint32_t>(std::uint64_t{coreFrames} * parsed.sampleRate / coreRate);
+  return parsed;
+}
+
+namespace {
+
+// Descriptor tags of ISO/IEC 14496-1, 7.2.2.1.
+constexpr std::uint8_t kESDescriptor = 3;
+constexpr std::uint8_t kDecoderConfigDescriptor = 4;
+constexpr std::uint8_t kDecoderSpecificInfo = 5;
+
+/// The contents of the descriptor that begins here, if it has this tag.
+std::span<const std::uint8_t> descriptorBody(std::span<const std::uint8_t> bytes,
+                                             std::uint8_t tag) {
+  if (bytes.empty() || bytes[0] != tag) {
+    return {};
+  }
+  std::size_t length = 0;
+  std::size_t at = 1;
+  for (int i = 0; i < 4 && at < bytes.size(); ++i) {
+    const std::uint8_t part = bytes[at++];
+    length = length << 7 | (part & 0x7F);
+    if (!(part & 0x80)) {
+      break;
+    }
+  }
+  return bytes.subspan(at, std::min(length, bytes.size() - at));
+}
+
+std::span<const std::uint8_t> skip(std::span<const std::uint8_t> bytes, std::size_t count) {
+  return count <= bytes.size() ? bytes.subspan(count) : std::span<const std::uint8_t>{};
+}
+
+}  // namespace
+
+std::span<const std::uint8_t> configInCookie(std::span<const std::uint8_t> cookie) {
+  constexpr std::size_t kVersionAndFlags = 4;
+  const bool isBoxPayload = cookie.size() > kVersionAndFlags && cookie[0] == 0 && cookie[1] == 0 &&
+                            cookie[2] == 0 && cookie[3] == 0 &&
+                            cookie[kVersionAndFlags] == kESDescriptor;
+  const auto descriptor = isBoxPayload ? cookie.subspan(kVersionAndFlags) : cookie;
+  // An AudioSpecificConfig can begin with the byte 3 only as an object type that is not AAC.
+  const auto stream = descriptorBody(descriptor, kESDescriptor);
+  if (stream.empty()) {
+    return cookie;
+  }
+  constexpr std::size_t kESIdAndFlags = 3;
+  constexpr std::size_t kDecoderConfigFields = 13;
+  const auto decoder = descriptorBody(skip(stream, kESIdAndFlags), kDecoderConfigDescriptor);
+  return descriptorBody(skip(decoder, kDecoderConfigFields), kDecoderSpecificInfo);
+}
+
+std::optional<AdtsFrame> adtsFrameAt(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kHeader = 7;
+  constexpr std::size_t kHeaderWithChecksum = 9;
+  if (bytes.size() < kHeader || bytes[0] != 0xFF || (bytes[1] & 0xF6) != 0xF0) {
+    return std::nullopt;
+  }
+  AdtsFrame frame;
+  frame.headerLength = bytes[1] & 1 ? kHeader : kHeaderWithChecksum;
+  frame.frameLength = static_cast<std::size_t>(bytes[3] & 3) << 11 |
+                      static_cast<std::size_t>(bytes[4]) << 3 | bytes[5] >> 5;
+  const bool isWhole = frame.frameLength > frame.headerLength && frame.frameLength <= bytes.size();
+  return isWhole ? std::optional(frame) : std::nullopt;
+}
+
+std::vector<std::span<const std::uint8_t>> accessUnitsInAdts(std::span<const std::uint8_t> block) {
+  std::vector<std::span<const std::uint8_t>> units;
+  while (!block.empty()) {
+    const std::optional<AdtsFrame> frame = adtsFrameAt(block);
+    if (!frame) {
+      return {};
+    }
+    units.push_back(block.subspan(frame->headerLength, frame->frameLength - frame->headerLength));
+    block = block.subspan(frame->frameLength);
+  }
+  return units;
+}
+
+}  // namespace vx::aac

@@ -1,0 +1,157 @@
+// The asset writer: checks the order of calls and hands the work to its core.
+#include "platform/avfoundation/outstanding_work.h"
+#include "platform/avfoundation/queueing_input.h"
+
+#include <future>
+
+namespace vx {
+namespace {
+
+[[noreturn]] void raiseWrongUse(const std::string& what) {
+  throw NSException(NSInternalInconsistencyException, what);
+}
+
+[[noreturn]] void raiseInvalidArgument(const std::string& what) {
+  throw NSException(NSInvalidArgumentException, what);
+}
+
+class FileAssetWriter final : public AVAssetWriter,
+                              public std::enable_shared_from_this<FileAssetWriter> {
+ public:
+  FileAssetWriter(std::string path, WriterParts parts)
+      : _core(std::make_shared<WriterCore>(std::move(path), std::move(parts))) {}
+  ~FileAssetWriter() override { _core->abandon(); }
+
+  void addInput(std::shared_ptr<AVAssetWriterInput> input) override;
+  bool startWriting() override;
+  void startSessionAtSourceTime(CMTime startTime) override;
+  void endSessionAtSourceTime(CMTime endTime) override;
+  void finishWritingWithCompletionHandler(std::function<void()> handler) override;
+  AVAssetWriterStatus status() const override { return _core->status(); }
+  std::optional<NSError> error() const override { return _core->error(); }
+
+ private:
+  std::shared_ptr<QueueingInput>& slotFor(const QueueingInput& input) {
+    return input.mediaType() == AVMediaTypeVideo ? _video : _audio;
+  }
+  Status start();
+
+  std::shared_ptr<WriterCore> _core;
+  std::shared_ptr<QueueingInput> _video;
+  std::shared_ptr<QueueingInput> _audio;
+  CMTime _sessionStart = kCMTimeInvalid;
+  std::optional<std::int64_t> _sessionEndMs;  // since the session's start
+};
+
+void FileAssetWriter::addInput(std::shared_ptr<AVAssetWriterInput> input) {
+  auto queueing = std::dynamic_pointer_cast<QueueingInput>(input);
+  if (!queueing) {
+    raiseInvalidArgument("A writer takes inputs that assetWriterInputWithMediaType made");
+  }
+  if (_core->status() != AVAssetWriterStatusUnknown) {
+    raiseWrongUse("Inputs are added before writing starts");
+  }
+  if (queueing->isAttached() || slotFor(*queueing)) {
+    raiseInvalidArgument("A writer takes an input once, and one for each type of media");
+  }
+  slotFor(*queueing) = queueing;
+  queueing->attach(_core);
+}
+
+bool FileAssetWriter::startWriting() {
+  if (_core->status() != AVAssetWriterStatusUnknown) {
+    raiseWrongUse("A writer is started once");
+  }
+  const Status status = start();
+  if (!status) {
+    _core->fail(status.error());
+  }
+  return status.ok();
+}
+
+Status FileAssetWriter::start() {
+  if (!_video || !_video->outputSettings()) {
+    return NSError(AVFoundationErrorDomain, AVErrorInvalidOutputSettings,
+                   "Nothing can be written: the writer has no video input with settings.");
+  }
+  VideoTrackSettings settings;
+  if (Status status = readVideoSettings(*_video->outputSettings(), settings); !status) {
+    return status;
+  }
+  return _core->start(settings, _video->transform());
+}
+
+void FileAssetWriter::startSessionAtSourceTime(CMTime startTime) {
+  if (_core->status() == AVAssetWriterStatusFailed) {
+    return;
+  }
+  if (_core->status() != AVAssetWriterStatusWriting || CMTIME_IS_VALID(_sessionStart)) {
+    raiseWrongUse("A session is started once, while the writer is writing");
+  }
+  if (!CMTIME_IS_NUMERIC(startTime)) {
+    raiseInvalidArgument("A session starts at a numeric time");
+  }
+  _sessionStart = startTime;
+  for (const auto& input : {_video, _audio}) {
+    if (input) {
+      input->startSession(startTime);
+    }
+  }
+}
+
+void FileAssetWriter::endSessionAtSourceTime(CMTime endTime) {
+  _core->raiseUnlessStartedAndNotFinishing("endSessionAtSourceTime");
+  if (_core->status() == AVAssetWriterStatusFailed) {
+    return;
+  }
+  if (CMTIME_IS_INVALID(_sessionStart)) {
+    raiseWrongUse("A session must be started before it can end");
+  }
+  if (!CMTIME_IS_NUMERIC(endTime)) {
+    raiseInvalidArgument("A session ends at a numeric time");
+  }
+  constexpr CMTimeScale kMilliseconds = 1000;
+  _sessionEndMs = CMTimeConvertScale(endTime, kMilliseconds).value -
+                  CMTimeConvertScale(_sessionStart, kMilliseconds).value;
+}
+
+void FileAssetWriter::finishWritingWithCompletionHandler(std::function<void()> handler) {
+  _core->raiseUnlessStartedAndNotFinishing("finishWritingWithCompletionHandler");
+  // The writer lives until the handler has returned, whoever lets go of it meanwhile.
+  auto finished = std::make_shared<std::promise<void>>();
+  std::future<void> whenFinished = finished->get_future();
+  _core->finish(_sessionEndMs,
+                [self = shared_from_this(), handler = std::move(handler), finished]() mutable {
+                  if (handler) {
+                    handler();
+                  }
+                  handler = nullptr;
+                  self = nullptr;
+                  finished->set_value();
+                });
+  if (outstanding_work::programIsExiting()) {
+    whenFinished.wait();
+  }
+}
+
+}  // namespace
+
+AVAssetWriter::~AVAssetWriter() = default;
+
+std::shared_ptr<AVAssetWriter> AVAssetWriter::initWithURL(const NSURL& url,
+                                                          std::string_view fileType,
+                                                          std::optional<NSError>* error) {
+  std::optional<NSError> problem;
+  if (fileType != AVFileTypeMPEG4) {
+    problem = NSError(AVFoundationErrorDomain, AVErrorFileFormatNotRecognized,
+                      "Files of the type " + std::string(fileType) + " cannot be written.");
+  } else if (url.path().empty()) {
+    problem = NSError(AVFoundationErrorDomain, AVErrorUnknown, "The file needs a path.");
+  }
+  if (error) {
+    *error = problem;
+  }
+  return problem ? nullptr : std::make_shared<FileAssetWriter>(url.path(), WriterParts{});
+}
+
+}  // namespace vx

@@ -1,0 +1,135 @@
+// Inputs: what a host appends to.
+#include "platform/avfoundation/queueing_input.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vx {
+namespace {
+
+constexpr CMTimeScale kVideoTimescale = 1000;
+
+[[noreturn]] void raiseWrongUse(const char* what) {
+  throw NSException(NSInternalInconsistencyException, what);
+}
+
+std::int64_t inMilliseconds(CMTime time) { return CMTimeConvertScale(time, kVideoTimescale).value; }
+
+std::uint32_t durationInMilliseconds(CMTime duration) {
+  if (!CMTIME_IS_NUMERIC(duration)) {
+    return 0;
+  }
+  constexpr std::int64_t kLongest = std::numeric_limits<std::uint32_t>::max();
+  return static_cast<std::uint32_t>(
+      std::clamp<std::int64_t>(inMilliseconds(duration), 0, kLongest));
+}
+
+bool asksForKeyFrame(CMSampleBufferRef sample) {
+  const Object* wish = CMGetAttachment(sample, kCMSampleBufferAttachmentKey_ForceKeyFrame, nullptr);
+  return wish && wish->number() && wish->number()->boolValue();
+}
+
+}  // namespace
+
+// ---- AVAssetWriterInput --------------------------------------------------------------------
+
+std::shared_ptr<AVAssetWriterInput> AVAssetWriterInput::assetWriterInputWithMediaType(
+    std::string_view mediaType, std::optional<NSDictionary> outputSettings,
+    CMFormatDescriptionRef sourceFormatHint) {
+  if (mediaType == AVMediaTypeVideo) {
+    return std::make_shared<VideoInput>(mediaType, std::move(outputSettings), sourceFormatHint);
+  }
+  if (mediaType == AVMediaTypeAudio) {
+    return std::make_shared<AudioInput>(mediaType, std::move(outputSettings), sourceFormatHint);
+  }
+  throw NSException(
+      NSInvalidArgumentException,
+      "An asset writer stores video and audio, not media of the type " + std::string(mediaType));
+}
+
+AVAssetWriterInput::AVAssetWriterInput(std::string_view mediaType,
+                                       std::optional<NSDictionary> outputSettings,
+                                       CMFormatDescriptionRef sourceFormatHint)
+    : _mediaType(mediaType),
+      _outputSettings(std::move(outputSettings)),
+      _sourceFormatHint(sourceFormatHint) {
+  if (_sourceFormatHint) {
+    CFRetain(_sourceFormatHint);
+  }
+}
+
+AVAssetWriterInput::~AVAssetWriterInput() {
+  if (_sourceFormatHint) {
+    CFRelease(_sourceFormatHint);
+  }
+}
+
+bool AVAssetWriterInput::isReadyForMoreMediaData() const { return false; }
+
+bool AVAssetWriterInput::appendSampleBuffer(CMSampleBufferRef) {
+  raiseWrongUse("An input takes samples only after it was added to a writer that is writing");
+}
+
+void AVAssetWriterInput::markAsFinished() {
+  raiseWrongUse("An input can be marked as finished only after it was added to a writer");
+}
+
+bool AVAssetWriterInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds) {
+  return isReadyForMoreMediaData();
+}
+
+// ---- QueueingInput -------------------------------------------------------------------------
+
+void QueueingInput::markAsFinished() {
+  if (!_core) {
+    AVAssetWriterInput::markAsFinished();
+  }
+  _core->raiseUnlessStartedAndNotFinishing("markAsFinished");
+  _markedAsFinished = true;
+  endOfSamples();
+}
+
+bool QueueingInput::mayAppend() const {
+  if (!_core) {
+    raiseWrongUse("An input takes samples only after it was added to a writer");
+  }
+  if (_core->status() == AVAssetWriterStatusFailed) {
+    return false;
+  }
+  if (CMTIME_IS_INVALID(_sessionStart)) {
+    raiseWrongUse("An input takes samples only after the writer's session was started");
+  }
+  if (_markedAsFinished) {
+    raiseWrongUse("An input takes no samples after it was marked as finished");
+  }
+  return _core->status() == AVAssetWriterStatusWriting;
+}
+
+// ---- VideoInput ----------------------------------------------------------------------------
+
+bool VideoInput::isReadyForMoreMediaData() const {
+  return _core && !_markedAsFinished && _core->hasRoomForPicture();
+}
+
+bool VideoInput::appendSampleBuffer(CMSampleBufferRef sampleBuffer) {
+  if (!mayAppend() || !sampleBuffer) {
+    return false;
+  }
+  const CVPixelBufferRef image = CMSampleBufferGetImageBuffer(sampleBuffer);
+  const CMTime time = CMSampleBufferGetPresentationTimeStamp(sampleBuffer);
+  if (!image || !CMTIME_IS_NUMERIC(time)) {
+    return false;
+  }
+  QueuedPicture picture;
+  picture.buffer = CFRef<CVPixelBufferRef>::retain(image);
+  picture.timeMs = inMilliseconds(time) - inMilliseconds(_sessionStart);
+  picture.durationMs = durationInMilliseconds(CMSampleBufferGetDuration(sampleBuffer));
+  picture.forceKeyFrame = asksForKeyFrame(sampleBuffer);
+  return _core->append(std::move(picture));
+}
+
+bool VideoInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) {
+  return _core && !_markedAsFinished && _core->waitForRoom(timeout);
+}
+
+}  // namespace vx

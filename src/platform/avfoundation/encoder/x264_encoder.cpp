@@ -1,0 +1,171 @@
+// H.264 through libx264: every picture is coded at once, nothing waits inside.
+#include "VXVideoRecorder/platform/AVFoundation.h"
+#include "platform/avfoundation/encoder/video_encoder.h"
+
+#include <x264.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+namespace vx {
+namespace {
+
+constexpr std::size_t kLengthPrefix = 4;  // bytes before a NAL unit
+constexpr int kMinimumRowsPerSlice =
+    16;  // macroblock rows below which a slice costs more than it gains
+constexpr int kMacroblock = 16;
+constexpr int kLowestQuantizer = 10;  // finer steps are not seen, only stored
+
+struct EncoderCloser {
+  void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
+};
+
+// The finest speed that two common cores code live at 30 pictures a second.
+const char* presetForSize(int width, int height) {
+  const std::int64_t pixels = static_cast<std::int64_t>(width) * height;
+  if (pixels <= 1280 * 720) {
+    return "veryfast";
+  }
+  return pixels <= 1920 * 1088 ? "superfast" : "ultrafast";
+}
+
+int sliceThreads(int height) {
+  const int rows = (height + kMacroblock - 1) / kMacroblock;
+  const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  return std::clamp(rows / kMinimumRowsPerSlice, 1, cores);
+}
+
+class X264Encoder final : public VideoEncoder {
+ public:
+  Status open(const VideoEncoderSettings& settings) override;
+  const ParameterSets& parameterSets() const override { return _parameterSets; }
+  Status encode(const PlanarPicture& picture, std::int64_t timeMs, bool forceKeyFrame,
+                AccessUnit& accessUnit) override;
+
+ private:
+  x264_param_t parameters(const VideoEncoderSettings& settings);
+  Status readParameterSets();
+  NSError failure(std::int64_t code, const std::string& what) const;
+  static void rememberMessage(void* self, int level, const char* format, va_list arguments);
+
+  std::unique_ptr<x264_t, EncoderCloser> _encoder;
+  ParameterSets _parameterSets;
+  std::int64_t _lastTick = -1;
+  std::string _lastMessage;
+};
+
+void X264Encoder::rememberMessage(void* self, int level, const char* format, va_list arguments) {
+  if (level > X264_LOG_ERROR) {
+    return;
+  }
+  char text[256];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  auto& message = static_cast<X264Encoder*>(self)->_lastMessage;
+  message = text;
+  while (!message.empty() && message.back() == '\n') {
+    message.pop_back();
+  }
+}
+
+NSError X264Encoder::failure(std::int64_t code, const std::string& what) const {
+  return NSError(AVFoundationErrorDomain, code,
+                 what + (_lastMessage.empty() ? "" : " (" + _lastMessage + ")"));
+}
+
+x264_param_t X264Encoder::parameters(const VideoEncoderSettings& settings) {
+  x264_param_t p;
+  x264_param_default_preset(&p, presetForSize(settings.width, settings.height), "zerolatency");
+  p.pf_log = rememberMessage;
+  p.p_log_private = this;
+  p.i_csp = X264_CSP_I420;
+  p.i_width = settings.width;
+  p.i_height = settings.height;
+  p.i_threads = sliceThreads(settings.height);
+  p.b_sliced_threads = p.i_threads > 1;
+  // Not told that frames come irregularly: x264 would then hold each picture back until it knows
+  // how long it lasts. Ticks are only carried along; the frame rate guides level and bit rate.
+  p.b_vfr_input = 0;
+  p.i_fps_num = static_cast<std::uint32_t>(settings.expectedSourceFrameRate);
+  p.i_fps_den = 1;
+  p.rc.i_rc_method = X264_RC_ABR;
+  p.rc.i_bitrate = settings.averageBitRate / 1000;
+  p.rc.i_qp_min = kLowestQuantizer;
+  p.i_keyint_max = settings.maxKeyFrameInterval;
+  p.i_bframe = 0;
+  // High profile at every speed, so that the speed can change without new parameter sets.
+  p.b_cabac = 1;
+  p.analyse.b_transform_8x8 = 1;
+  p.b_annexb = 0;
+  p.b_repeat_headers = 0;
+  p.vui.i_sar_width = 1;
+  p.vui.i_sar_height = 1;
+  p.vui.b_fullrange = settings.colour.fullRange;
+  p.vui.i_colorprim = settings.colour.primaries;
+  p.vui.i_transfer = settings.colour.transfer;
+  p.vui.i_colmatrix = settings.colour.matrix;
+  x264_param_apply_profile(&p, "high");
+  return p;
+}
+
+Status X264Encoder::open(const VideoEncoderSettings& settings) {
+  x264_param_t p = parameters(settings);
+  _encoder.reset(x264_encoder_open(&p));
+  if (!_encoder) {
+    return failure(AVErrorEncoderNotFound,
+                   "The H.264 encoder could not be opened; a smaller picture or more free memory "
+                   "may help");
+  }
+  return readParameterSets();
+}
+
+Status X264Encoder::readParameterSets() {
+  x264_nal_t* units = nullptr;
+  int count = 0;
+  if (x264_encoder_headers(_encoder.get(), &units, &count) < 0) {
+    return failure(AVErrorEncodeFailed, "The H.264 encoder gave no parameter sets");
+  }
+  for (int i = 0; i < count; ++i) {
+    const x264_nal_t& unit = units[i];
+    std::vector<std::uint8_t>* set = unit.i_type == NAL_SPS   ? &_parameterSets.sps
+                                     : unit.i_type == NAL_PPS ? &_parameterSets.pps
+                                                              : nullptr;
+    if (set) {
+      set->assign(unit.p_payload + kLengthPrefix, unit.p_payload + unit.i_payload);
+    }
+  }
+  return Status::success();
+}
+
+Status X264Encoder::encode(const PlanarPicture& picture, std::int64_t timeMs, bool forceKeyFrame,
+                           AccessUnit& accessUnit) {
+  x264_picture_t in;
+  x264_picture_init(&in);
+  in.i_type = forceKeyFrame ? X264_TYPE_IDR : X264_TYPE_AUTO;
+  // The encoder insists on rising ticks; the file keeps the real times.
+  in.i_pts = _lastTick = std::max(_lastTick + 1, timeMs);
+  in.img.i_csp = X264_CSP_I420;
+  in.img.i_plane = 3;
+  for (int plane = 0; plane < 3; ++plane) {
+    in.img.plane[plane] = const_cast<std::uint8_t*>(picture.planes[plane]);
+    in.img.i_stride[plane] = picture.bytesPerRow[plane];
+  }
+  x264_nal_t* units = nullptr;
+  int count = 0;
+  x264_picture_t out;
+  const int size = x264_encoder_encode(_encoder.get(), &units, &count, &in, &out);
+  if (size <= 0) {
+    return failure(AVErrorEncodeFailed, "The H.264 encoder could not code a picture");
+  }
+  accessUnit.bytes = {units[0].p_payload, static_cast<std::size_t>(size)};
+  accessUnit.isKeyFrame = out.b_keyframe != 0;
+  return Status::success();
+}
+
+}  // namespace
+
+std::unique_ptr<VideoEncoder> makeX264Encoder() { return std::make_unique<X264Encoder>(); }
+
+}  // namespace vx

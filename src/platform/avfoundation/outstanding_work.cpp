@@ -1,0 +1,79 @@
+#include "platform/avfoundation/outstanding_work.h"
+
+#include <pthread.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace vx::outstanding_work {
+namespace {
+
+struct Ledger {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int outstanding = 0;   // guarded by mutex
+  bool exiting = false;  // guarded by mutex
+};
+
+thread_local int workDepth = 0;
+
+void waitAtExit();
+
+// Never destroyed: threads may still use it while the process ends.
+Ledger& ledger() {
+  static Ledger* const instance = [] {
+    std::atexit(waitAtExit);
+    return new Ledger;
+  }();
+  return *instance;
+}
+
+void waitAtExit() {
+  Ledger& book = ledger();
+  std::unique_lock lock(book.mutex);
+  // A worker that exits the program itself is part of what would be waited for.
+  const int own = workDepth > 0 ? 1 : 0;
+  book.changed.wait(lock, [&] { return book.outstanding <= own; });
+  book.exiting = true;
+}
+
+}  // namespace
+
+bool startThread(const char* name, std::function<void()> body) {
+  ledger();  // the exit handler stands before the first thread
+  try {
+    std::thread thread(std::move(body));
+    pthread_setname_np(thread.native_handle(), name);
+    thread.detach();
+    return true;
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
+void begin() {
+  Ledger& book = ledger();
+  std::lock_guard lock(book.mutex);
+  ++book.outstanding;
+}
+
+void end() {
+  Ledger& book = ledger();
+  std::lock_guard lock(book.mutex);
+  --book.outstanding;
+  book.changed.notify_all();
+}
+
+bool programIsExiting() {
+  Ledger& book = ledger();
+  std::lock_guard lock(book.mutex);
+  return book.exiting;
+}
+
+WorkerScope::WorkerScope() { ++workDepth; }
+WorkerScope::~WorkerScope() { --workDepth; }
+
+}  // namespace vx::outstanding_work

@@ -1,0 +1,29 @@
+// Work that the process must not leave unfinished: files that are being completed.
+#pragma once
+
+#include <functional>
+
+namespace vx::outstanding_work {
+
+/// Runs `body` on a detached thread that shows `name` in debuggers. False when the system gives no
+/// thread.
+[[nodiscard]] bool startThread(const char* name, std::function<void()> body);
+
+/// From `begin` on, a program that returns from main waits until `end` was called as often. Each
+/// pair belongs to one file that is being completed.
+void begin();
+void end();
+
+/// True once the program has returned from main and its wait is over: what is begun now would not
+/// be waited for.
+bool programIsExiting();
+
+/// Marks the calling thread as one that does such work: a program that exits from within it does
+/// not wait for it.
+class WorkerScope {
+ public:
+  WorkerScope();
+  ~WorkerScope();
+};
+
+}  // namespace vx::outstanding_work

@@ -1,0 +1,352 @@
+#include "platform/avfoundation/writer_core.h"
+
+#include "platform/avfoundation/encoder/frame_converter.h"
+#include "platform/avfoundation/encoder/key_frame_policy.h"
+#include "platform/avfoundation/outstanding_work.h"
+
+#include <new>
+
+namespace vx {
+namespace {
+
+constexpr std::size_t kMegabyte = 1024 * 1024;
+// Pictures wait here while the encoder is busy: a third of a second at 30 pictures a second.
+constexpr QueueLimits kPictureLimits{12, 192 * kMegabyte};
+// Coded samples wait here while the disk is busy: half a minute at 10 Mbit/s.
+constexpr QueueLimits kCodedLimits{4096, 32 * kMegabyte};
+// What a crash may cost at most, and the memory that uncommitted samples may take.
+constexpr std::chrono::milliseconds kCommitInterval{500};
+constexpr std::size_t kCommitBytes = 8 * kMegabyte;
+
+NSError outOfMemory() {
+  return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
+                 "There is not enough memory to go on recording; what was recorded so far is kept. "
+                 "Close other programs or record a smaller picture.");
+}
+
+/// Nothing that a host throws may end the writing thread, and with it the program.
+void runHandler(const WriterCore::FinishHandler& handler) {
+  if (!handler) {
+    return;
+  }
+  try {
+    handler();
+  } catch (const std::exception& exception) {
+    NSLog(std::string("A completion handler threw: ") + exception.what());
+  } catch (...) {
+    NSLog("A completion handler threw something that is no exception.");
+  }
+}
+
+/// Runs a step of a thread; an allocation that fails becomes an error like any other.
+template <typename Step>
+Status guarded(Step&& step) {
+  try {
+    return step();
+  } catch (const std::bad_alloc&) {
+    return outOfMemory();
+  }
+}
+
+}  // namespace
+
+struct WriterCore::Coding {
+  Coding(std::unique_ptr<VideoEncoder> madeEncoder, const VideoTrackSettings& settings)
+      : encoder(std::move(madeEncoder)), converter(settings.width, settings.height) {}
+
+  std::unique_ptr<VideoEncoder> encoder;
+  FrameConverter converter;
+  KeyFramePolicy keyFrames;
+};
+
+WriterCore::WriterCore(std::string path, WriterParts parts)
+    : _path(std::move(path)),
+      _parts(std::move(parts)),
+      _pictures(kPictureLimits),
+      _coded(kCodedLimits) {}
+
+WriterCore::~WriterCore() = default;
+
+// ---- the caller's side ---------------------------------------------------------------------
+
+Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTransform& transform) {
+  _settings = settings;
+  _transform = transform;
+  if (Status status = guarded([&] { return _parts.createFile(_path, _file); }); !status) {
+    fail(status.error());
+    return status;
+  }
+  {
+    std::lock_guard lock(_mutex);
+    _status = AVAssetWriterStatusWriting;
+  }
+  // Each thread keeps the core alive for as long as it runs.
+  auto self = shared_from_this();
+  const bool writes = outstanding_work::startThread("vx-write", [self] { self->writeFile(); });
+  {
+    std::lock_guard lock(_mutex);
+    _writingThreadRuns = writes;
+  }
+  if (!writes || !outstanding_work::startThread("vx-code", [self] { self->codePictures(); })) {
+    Status status = outOfMemory();
+    fail(status.error());
+    return status;
+  }
+  return Status::success();
+}
+
+void WriterCore::fail(const NSError& error) {
+  {
+    std::lock_guard lock(_mutex);
+    if (_error) {
+      return;
+    }
+    _error = error;
+    _status = AVAssetWriterStatusFailed;
+  }
+  _pictures.closeAndClear();
+  _coded.close();
+}
+
+AVAssetWriterStatus WriterCore::status() const {
+  std::lock_guard lock(_mutex);
+  return _status;
+}
+
+std::optional<NSError> WriterCore::error() const {
+  std::lock_guard lock(_mutex);
+  return _error;
+}
+
+bool WriterCore::hasRoomForPicture() const {
+  return status() == AVAssetWriterStatusWriting && _pictures.hasRoom();
+}
+
+bool WriterCore::append(QueuedPicture picture) {
+  const std::size_t bytes = CVPixelBufferGetDataSize(picture.buffer.get());
+  return _pictures.tryPush(std::move(picture), bytes);
+}
+
+bool WriterCore::waitForRoom(std::chrono::milliseconds timeout) {
+  return _pictures.waitForRoom(timeout) && status() == AVAssetWriterStatusWriting;
+}
+
+void WriterCore::endOfPictures() { _pictures.close(); }
+
+void WriterCore::finish(std::optional<std::int64_t> sessionEndMs, FinishHandler handler) {
+  outstanding_work::begin();
+  bool threadRuns = false;
+  {
+    std::lock_guard lock(_mutex);
+    _finishing = true;
+    _sessionEndMs = sessionEndMs;
+    _finishHandler = std::move(handler);
+    threadRuns = _writingThreadRuns;
+  }
+  _pictures.close();
+  _requestCame.notify_all();
+  auto work = [self = shared_from_this()] { self->completeFile(); };
+  if (!threadRuns && !outstanding_work::startThread("vx-write", work)) {
+    work();  // without a thread to be had, the caller's has to do
+  }
+}
+
+void WriterCore::raiseUnlessStartedAndNotFinishing(const char* operation) const {
+  std::lock_guard lock(_mutex);
+  const bool inOrder = !_finishing && (_status == AVAssetWriterStatusWriting ||
+                                       _status == AVAssetWriterStatusFailed);
+  if (!inOrder) {
+    throw NSException(NSInternalInconsistencyException,
+                      std::string(operation) + " cannot be called when the status is " +
+                          std::to_string(static_cast<std::int64_t>(_status)) +
+                          (_finishing ? " and the file is being or was finished" : ""));
+  }
+}
+
+void WriterCore::abandon() {
+  {
+    std::lock_guard lock(_mutex);
+    if (_finishing || !_writingThreadRuns) {
+      return;
+    }
+    _abandoned = true;
+  }
+  outstanding_work::begin();
+  _pictures.close();
+  _requestCame.notify_all();
+}
+
+// ---- the coding thread ---------------------------------------------------------------------
+
+void WriterCore::codePictures() {
+  Status status = guarded([&]() -> Status {
+    _coding = std::make_unique<Coding>(_parts.makeEncoder(), _settings);
+    return openEncoder(*_coding->encoder);
+  });
+  while (status) {
+    const std::optional<QueuedPicture> picture = _pictures.pop();
+    if (!picture) {
+      break;
+    }
+    status = guarded([&] { return codePicture(*picture); });
+  }
+  _coding.reset();
+  if (!status) {
+    fail(status.error());
+  }
+  _coded.close();
+}
+
+Status WriterCore::openEncoder(VideoEncoder& encoder) {
+  if (Status status = encoder.open(_settings.encoder); !status) {
+    return status;
+  }
+  mp4::VideoTrackDescription track;
+  track.width = static_cast<std::uint32_t>(_settings.width);
+  track.height = static_cast<std::uint32_t>(_settings.height);
+  track.transform = {_transform.a, _transform.b,  _transform.c,
+                     _transform.d, _transform.tx, _transform.ty};
+  track.parameterSets = encoder.parameterSets();
+  track.colour = _settings.encoder.colour;
+  _coded.push(std::move(track), 0);
+  return Status::success();
+}
+
+Status WriterCore::codePicture(const QueuedPicture& queued) {
+  CVPixelBufferLockBaseAddress(queued.buffer.get(), 0);
+  PlanarPicture picture;
+  AccessUnit accessUnit;
+  Status status = _coding->converter.convert(queued.buffer.get(), picture);
+  if (status) {
+    const bool wantsKeyFrame =
+        _coding->keyFrames.wantsKeyFrame(queued.timeMs, queued.forceKeyFrame);
+    status = _coding->encoder->encode(picture, queued.timeMs, wantsKeyFrame, accessUnit);
+  }
+  CVPixelBufferUnlockBaseAddress(queued.buffer.get(), 0);
+  if (!status) {
+    return status;
+  }
+  if (accessUnit.isKeyFrame) {
+    _coding->keyFrames.keyFrameWasCoded();
+  }
+  CodedPicture coded{{accessUnit.bytes.begin(), accessUnit.bytes.end()},
+                     queued.timeMs,
+                     queued.durationMs,
+                     accessUnit.isKeyFrame};
+  _coded.push(std::move(coded), accessUnit.bytes.size());
+  return Status::success();
+}
+
+// ---- the writing thread --------------------------------------------------------------------
+
+void WriterCore::writeFile() {
+  writeCodedItems();
+  finishAfterFailure();
+  waitForRequest();
+  completeFile();
+}
+
+void WriterCore::writeCodedItems() {
+  for (;;) {
+    Status status = guarded([&]() -> Status {
+      const std::optional<CodedItem> item = nextItem();
+      if (item) {
+        if (Status written = write(*item); !written) {
+          return written;
+        }
+      }
+      return commitIfDue();
+    });
+    if (!status) {
+      fail(status.error());
+      _coded.closeAndClear();
+      return;
+    }
+    if (_coded.isClosedAndEmpty()) {
+      return;
+    }
+  }
+}
+
+std::optional<WriterCore::CodedItem> WriterCore::nextItem() {
+  return _commitDue ? _coded.popUntil(*_commitDue) : _coded.pop();
+}
+
+Status WriterCore::write(const CodedItem& item) {
+  if (const auto* track = std::get_if<mp4::VideoTrackDescription>(&item)) {
+    return _file->begin(*track, false);
+  }
+  return writePicture(std::get<CodedPicture>(item));
+}
+
+Status WriterCore::writePicture(const CodedPicture& picture) {
+  const mp4::CodedSample sample{picture.bytes, picture.timeMs, picture.durationMs,
+                                picture.isKeyFrame};
+  if (Status status = _file->appendVideo(sample); !status) {
+    return status;
+  }
+  if (!_commitDue) {
+    _commitDue = Clock::now() + kCommitInterval;
+  }
+  if (!_firstPictureWritten) {
+    // The first key frame is published at once: from here on the file opens.
+    _firstPictureWritten = true;
+    return commit();
+  }
+  return Status::success();
+}
+
+// By the clock and not by the next sample: a still screen is committed too.
+Status WriterCore::commitIfDue() {
+  const bool due = _commitDue && Clock::now() >= *_commitDue;
+  return due || _file->uncommittedBytes() >= kCommitBytes ? commit() : Status::success();
+}
+
+Status WriterCore::commit() {
+  _commitDue.reset();
+  return _file->commit();
+}
+
+// After an error the file is completed at once with what it has: nobody may ever ask for it.
+void WriterCore::finishAfterFailure() {
+  if (status() != AVAssetWriterStatusFailed || !_file) {
+    return;
+  }
+  Status kept = guarded([&] { return _file->finish(std::nullopt); });
+  static_cast<void>(kept.ok());  // the first error is already known
+  _file.reset();
+}
+
+void WriterCore::waitForRequest() {
+  std::unique_lock lock(_mutex);
+  _requestCame.wait(lock, [&] { return _finishing || _abandoned; });
+}
+
+void WriterCore::completeFile() {
+  outstanding_work::WorkerScope scope;
+  FinishHandler handler;
+  std::optional<std::int64_t> sessionEndMs;
+  bool finishing = false;
+  {
+    std::lock_guard lock(_mutex);
+    handler = std::move(_finishHandler);
+    _finishHandler = nullptr;
+    sessionEndMs = _sessionEndMs;
+    finishing = _finishing;
+  }
+  if (_file) {
+    Status status =
+        guarded([&] { return finishing ? _file->finish(sessionEndMs) : _file->commit(); });
+    _file.reset();
+    std::lock_guard lock(_mutex);
+    if (!status && !_error) {
+      _error = status.error();
+    }
+    _status = _error ? AVAssetWriterStatusFailed : AVAssetWriterStatusCompleted;
+  }
+  runHandler(handler);
+  handler = nullptr;  // whatever it kept alive goes before the program may end
+  outstanding_work::end();
+}
+
+}  // namespace vx

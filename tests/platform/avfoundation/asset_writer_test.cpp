@@ -1,0 +1,222 @@
+// The asset writer's contract: what it refuses, what it raises, when it is ready.
+#include "VXVideoRecorder/platform/AVFoundation.h"
+#include "platform/cf_ref.h"
+#include "support/recorder_fixture.h"
+
+#include <future>
+
+namespace vx {
+namespace {
+
+class AssetWriter : public testing::Test {
+ protected:
+  AssetWriter() {
+    writer = AVAssetWriter::initWithURL(NSURL::fileURLWithPath(path), AVFileTypeMPEG4, nullptr);
+    input = makeInput(64, 48);
+  }
+
+  static std::shared_ptr<AVAssetWriterInput> makeInput(double width, double height) {
+    auto recorder = VXVideoRecorder::initWithDelegate(nullptr);
+    return AVAssetWriterInput::assetWriterInputWithMediaType(
+        AVMediaTypeVideo, VXVideoRecorderPeer(*recorder).videoSettings(CGSizeMake(width, height)));
+  }
+
+  void start() {
+    writer->addInput(input);
+    ASSERT_TRUE(writer->startWriting());
+  }
+  void startSession() {
+    start();
+    writer->startSessionAtSourceTime(kCMTimeZero);
+  }
+
+  static CFRef<CMSampleBufferRef> sampleAt(CMTime time, std::int64_t durationMs = 40) {
+    CFRef<CVPixelBufferRef> image;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_32BGRA, nullptr, image.out()),
+              kCVReturnSuccess);
+    CFRef<CMVideoFormatDescriptionRef> description;
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image.get(), description.out()),
+              noErr);
+    const CMSampleTimingInfo timing{CMTimeMake(durationMs, 1000), time, kCMTimeInvalid};
+    CFRef<CMSampleBufferRef> sample;
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image.get(), description.get(),
+                                                       &timing, sample.out()),
+              noErr);
+    return sample;
+  }
+  bool appendAt(std::int64_t ms) {
+    return input->appendSampleBuffer(sampleAt(CMTimeMake(ms, 1000)).get());
+  }
+
+  /// Finishes and waits for the handler.
+  void finish() {
+    std::promise<void> finished;
+    writer->finishWritingWithCompletionHandler([&] { finished.set_value(); });
+    ASSERT_EQ(finished.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+  }
+
+  TemporaryFolder folder;
+  std::string path = folder / "recording.mp4";
+  std::shared_ptr<AVAssetWriter> writer;
+  std::shared_ptr<AVAssetWriterInput> input;
+};
+
+TEST_F(AssetWriter, WritesOnlyMPEG4) {
+  std::optional<NSError> error;
+  EXPECT_EQ(AVAssetWriter::initWithURL(NSURL::fileURLWithPath(path), "public.avi", &error),
+            nullptr);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), AVErrorFileFormatNotRecognized);
+}
+
+TEST_F(AssetWriter, CreatesNothingBeforeTheStart) {
+  writer->addInput(input);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusUnknown);
+  EXPECT_FALSE(input->isReadyForMoreMediaData());
+}
+
+TEST_F(AssetWriter, GoesFromUnknownOverWritingToCompleted) {
+  startSession();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusWriting);
+  EXPECT_TRUE(input->isReadyForMoreMediaData());
+  EXPECT_TRUE(appendAt(0));
+  input->markAsFinished();
+  EXPECT_FALSE(input->isReadyForMoreMediaData());
+  writer->endSessionAtSourceTime(CMTimeMake(40, 1000));
+  finish();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+  EXPECT_EQ(writer->error(), std::nullopt);
+}
+
+TEST_F(AssetWriter, EveryStepRaisesBeforeTheStart) {
+  EXPECT_THROW(input->markAsFinished(), NSException);
+  EXPECT_THROW(input->appendSampleBuffer(sampleAt(kCMTimeZero).get()), NSException);
+  writer->addInput(input);
+  EXPECT_THROW(input->markAsFinished(), NSException);
+  EXPECT_THROW(writer->startSessionAtSourceTime(kCMTimeZero), NSException);
+  EXPECT_THROW(writer->endSessionAtSourceTime(kCMTimeZero), NSException);
+  EXPECT_THROW(writer->finishWritingWithCompletionHandler({}), NSException);
+}
+
+TEST_F(AssetWriter, EveryStepRaisesAfterTheFinish) {
+  startSession();
+  appendAt(0);
+  finish();
+  EXPECT_THROW(input->markAsFinished(), NSException);
+  EXPECT_THROW(writer->startSessionAtSourceTime(kCMTimeZero), NSException);
+  EXPECT_THROW(writer->endSessionAtSourceTime(kCMTimeZero), NSException);
+  EXPECT_THROW(writer->finishWritingWithCompletionHandler({}), NSException);
+}
+
+TEST_F(AssetWriter, SampleBeforeTheSessionRaises) {
+  start();
+  EXPECT_THROW(appendAt(0), NSException);
+  EXPECT_THROW(writer->endSessionAtSourceTime(kCMTimeZero), NSException);
+}
+
+TEST_F(AssetWriter, SampleAfterTheEndOfTheInputRaises) {
+  startSession();
+  input->markAsFinished();
+  EXPECT_THROW(appendAt(0), NSException);
+}
+
+TEST_F(AssetWriter, InputIsAddedOnceAndBeforeTheStart) {
+  writer->addInput(input);
+  EXPECT_THROW(writer->addInput(input), NSException);
+  EXPECT_THROW(writer->addInput(makeInput(64, 48)), NSException);
+  EXPECT_THROW(writer->addInput(nullptr), NSException);
+  ASSERT_TRUE(writer->startWriting());
+  EXPECT_THROW(writer->startWriting(), NSException);
+  EXPECT_THROW(writer->addInput(AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio,
+                                                                                  std::nullopt)),
+               NSException);
+}
+
+TEST_F(AssetWriter, OtherMediaRaise) {
+  EXPECT_THROW(AVAssetWriterInput::assetWriterInputWithMediaType("text", std::nullopt),
+               NSException);
+}
+
+TEST_F(AssetWriter, SampleWithoutPictureOrTimeIsRefused) {
+  startSession();
+  EXPECT_FALSE(input->appendSampleBuffer(nullptr));
+  EXPECT_FALSE(input->appendSampleBuffer(sampleAt(kCMTimeInvalid).get()));
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusWriting);
+}
+
+TEST_F(AssetWriter, ExistingFileIsNotTouched) {
+  std::ofstream(path) << "mine";
+  writer->addInput(input);
+  EXPECT_FALSE(writer->startWriting());
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusFailed);
+  ASSERT_TRUE(writer->error().has_value());
+  EXPECT_EQ(std::filesystem::file_size(path), 4u);
+}
+
+TEST_F(AssetWriter, FailedStartRaisesNothingOnTheWayOut) {
+  std::filesystem::remove_all(folder.path());
+  writer->addInput(input);
+  EXPECT_FALSE(writer->startWriting());
+  EXPECT_FALSE(input->isReadyForMoreMediaData());
+  EXPECT_FALSE(appendAt(0));
+  EXPECT_NO_THROW(input->markAsFinished());
+  EXPECT_NO_THROW(writer->startSessionAtSourceTime(kCMTimeZero));
+  EXPECT_NO_THROW(writer->endSessionAtSourceTime(kCMTimeZero));
+  finish();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusFailed);
+}
+
+TEST_F(AssetWriter, SizeThatNoEncoderTakesFailsAtTheStart) {
+  writer->addInput(makeInput(16385, 48));
+  EXPECT_FALSE(writer->startWriting());
+  EXPECT_THAT(writer->error()->localizedDescription(), testing::HasSubstr("AVVideoWidthKey"));
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(AssetWriter, QueueFullMeansNotReadyAndWaitingMakesRoom) {
+  startSession();
+  std::int64_t time = 0;
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_TRUE(input->waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
+    ASSERT_TRUE(appendAt(time += 10));
+  }
+  finish();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+}
+
+TEST_F(AssetWriter, LivesUntilItsHandlerHasReturned) {
+  startSession();
+  appendAt(0);
+  std::weak_ptr<AVAssetWriter> weak = writer;
+  std::promise<AVAssetWriterStatus> finalStatus;
+  writer->finishWritingWithCompletionHandler(
+      [&] { finalStatus.set_value(weak.lock() ? weak.lock()->status() : AVAssetWriterStatus{}); });
+  writer.reset();
+  EXPECT_EQ(finalStatus.get_future().get(), AVAssetWriterStatusCompleted);
+}
+
+TEST_F(AssetWriter, HandlerThatThrowsHarmsNobody) {
+  startSession();
+  appendAt(0);
+  std::promise<void> called;
+  writer->finishWritingWithCompletionHandler([&] {
+    called.set_value();
+    throw std::runtime_error("from the host");
+  });
+  called.get_future().get();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+}
+
+TEST_F(AssetWriter, SessionMayStartAtAnyTime) {
+  start();
+  writer->startSessionAtSourceTime(CMTimeMake(90000, 90000));
+  ASSERT_TRUE(appendAt(1000));
+  ASSERT_TRUE(appendAt(1040));
+  writer->endSessionAtSourceTime(CMTimeMake(1080, 1000));
+  finish();
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+}
+
+}  // namespace
+}  // namespace vx

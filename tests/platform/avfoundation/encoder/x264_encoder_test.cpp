@@ -1,0 +1,111 @@
+#include "platform/avfoundation/encoder/video_encoder.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace vx {
+namespace {
+
+/// An encoder of noise pictures.
+class Coding {
+ public:
+  explicit Coding(int width = 64, int height = 48) {
+    settings.width = width;
+    settings.height = height;
+    settings.averageBitRate = 10485760;
+    settings.maxKeyFrameInterval = 30;
+    settings.expectedSourceFrameRate = 30;
+    pixels.resize(static_cast<std::size_t>(width) * height * 3 / 2);
+  }
+  Status open() { return encoder->open(settings); }
+  AccessUnit code(std::int64_t timeMs, bool forceKeyFrame = false) {
+    for (std::uint8_t& pixel : pixels) {
+      pixel = static_cast<std::uint8_t>(random());
+    }
+    PlanarPicture picture;
+    picture.width = settings.width;
+    picture.height = settings.height;
+    const std::size_t luma = static_cast<std::size_t>(settings.width) * settings.height;
+    picture.planes = {pixels.data(), pixels.data() + luma, pixels.data() + luma * 5 / 4};
+    picture.bytesPerRow = {settings.width, settings.width / 2, settings.width / 2};
+    AccessUnit unit;
+    const Status status = encoder->encode(picture, timeMs, forceKeyFrame, unit);
+    EXPECT_TRUE(status.ok());
+    return unit;
+  }
+
+  VideoEncoderSettings settings;
+  std::unique_ptr<VideoEncoder> encoder = makeX264Encoder();
+  std::vector<std::uint8_t> pixels;
+  std::minstd_rand random{1};
+};
+
+int unitType(std::uint8_t firstByte) { return firstByte & 31; }
+
+TEST(X264Encoder, ParameterSetsAreOfHighProfileWithoutPrefixes) {
+  for (const auto& [width, height] : {std::pair{2, 2}, {640, 480}, {1920, 1080}, {3840, 2160}}) {
+    Coding coding(width, height);
+    ASSERT_TRUE(coding.open().ok());
+    const ParameterSets& sets = coding.encoder->parameterSets();
+    ASSERT_GT(sets.sps.size(), 4u);
+    EXPECT_EQ(unitType(sets.sps[0]), 7);
+    EXPECT_EQ(sets.sps[1], 100) << "profile_idc of " << width << "x" << height;
+    ASSERT_GT(sets.pps.size(), 1u);
+    EXPECT_EQ(unitType(sets.pps[0]), 8);
+  }
+}
+
+TEST(X264Encoder, EveryPictureComesOutAtOnceBehindLengthPrefixes) {
+  Coding coding;
+  ASSERT_TRUE(coding.open().ok());
+  for (int i = 0; i < 40; ++i) {
+    const AccessUnit unit = coding.code(i * 33);
+    std::size_t at = 0;
+    while (at + 4 <= unit.bytes.size()) {
+      const std::size_t length = static_cast<std::size_t>(unit.bytes[at]) << 24 |
+                                 unit.bytes[at + 1] << 16 | unit.bytes[at + 2] << 8 |
+                                 unit.bytes[at + 3];
+      at += 4 + length;
+    }
+    EXPECT_EQ(at, unit.bytes.size());
+    EXPECT_GT(at, 4u);
+  }
+}
+
+TEST(X264Encoder, KeyFramesAreAtMostThirtyApart) {
+  Coding coding;
+  ASSERT_TRUE(coding.open().ok());
+  int sinceKeyFrame = 0;
+  for (int i = 0; i < 100; ++i) {
+    const bool isKeyFrame = coding.code(i * 16).isKeyFrame;
+    EXPECT_EQ(isKeyFrame || i != 0, true);
+    sinceKeyFrame = isKeyFrame ? 0 : sinceKeyFrame + 1;
+    ASSERT_LT(sinceKeyFrame, 30);
+  }
+}
+
+TEST(X264Encoder, ForcedKeyFrameIsOne) {
+  Coding coding;
+  ASSERT_TRUE(coding.open().ok());
+  coding.code(0);
+  EXPECT_FALSE(coding.code(33).isKeyFrame);
+  EXPECT_TRUE(coding.code(66, true).isKeyFrame);
+}
+
+TEST(X264Encoder, TimesMayRepeatStepBackAndLeap) {
+  Coding coding;
+  ASSERT_TRUE(coding.open().ok());
+  for (const std::int64_t time : {0LL, 0LL, 40LL, 30LL, 30LL, 4294967295LL, 5LL, 8589934590LL}) {
+    EXPECT_FALSE(coding.code(time).bytes.empty());
+  }
+}
+
+TEST(X264Encoder, OpensTheLongestSide) {
+  Coding coding(16384, 2);
+  ASSERT_TRUE(coding.open().ok());
+  EXPECT_TRUE(coding.code(0).isKeyFrame);
+}
+
+}  // namespace
+}  // namespace vx

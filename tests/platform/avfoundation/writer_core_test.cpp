@@ -1,0 +1,295 @@
+// The engine between the host's thread and the file, with an encoder and a file that do as told.
+#include "platform/avfoundation/writer_core.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+namespace vx {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+NSError error(const char* text) { return NSError("Test", 1, text); }
+
+/// What encoder and file were told to do and have done; shared by both threads and the test.
+struct Stage {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool encoderOpens = true;
+  int encoderFailsAt = -1;  // index of the picture
+  bool encoderThrowsBadAlloc = false;
+  bool diskIsStuck = false;
+  int commitFailsAt = -1;  // index of the commit
+
+  int pictures = 0;
+  bool began = false;
+  std::vector<std::int64_t> times;
+  std::vector<bool> keyFrameWishes;
+  int commits = 0;
+  int finishes = 0;
+  std::optional<std::int64_t> sessionEndMs;
+
+  template <typename Change>
+  void change(Change&& change) {
+    {
+      std::lock_guard lock(mutex);
+      change();
+    }
+    changed.notify_all();
+  }
+  template <typename Condition>
+  bool waitFor(Condition&& condition) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, std::chrono::minutes(1), condition);
+  }
+};
+
+class FakeEncoder final : public VideoEncoder {
+ public:
+  explicit FakeEncoder(Stage& stage) : _stage(stage) {}
+  Status open(const VideoEncoderSettings&) override {
+    return _stage.encoderOpens ? Status::success() : Status(error("no encoder"));
+  }
+  const ParameterSets& parameterSets() const override { return _sets; }
+  Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame, AccessUnit& unit) override {
+    Status status;
+    _stage.change([&] {
+      if (_stage.pictures == _stage.encoderFailsAt) {
+        if (_stage.encoderThrowsBadAlloc) {
+          throw std::bad_alloc();
+        }
+        status = error("encoder broke");
+      }
+      ++_stage.pictures;
+      _stage.keyFrameWishes.push_back(forceKeyFrame);
+    });
+    unit = {_bytes, forceKeyFrame};
+    return status;
+  }
+
+ private:
+  Stage& _stage;
+  ParameterSets _sets;
+  std::vector<std::uint8_t> _bytes = std::vector<std::uint8_t>(100);
+};
+
+class FakeFile final : public mp4::RecordingFile {
+ public:
+  explicit FakeFile(Stage& stage) : _stage(stage) {}
+  Status begin(const mp4::VideoTrackDescription&, bool) override {
+    _stage.change([&] { _stage.began = true; });
+    return Status::success();
+  }
+  Status declareAudio(const mp4::AudioTrackDescription&) override { return Status::success(); }
+  Status appendVideo(const mp4::CodedSample& sample) override {
+    _stage.change([&] { _stage.times.push_back(sample.time); });
+    _uncommitted += sample.bytes.size();
+    return Status::success();
+  }
+  Status appendAudio(const mp4::CodedSample&) override { return Status::success(); }
+  std::size_t uncommittedBytes() const override { return _uncommitted; }
+  bool hasUncommittedSamples() const override { return _uncommitted > 0; }
+  Status commit() override {
+    _uncommitted = 0;
+    std::unique_lock lock(_stage.mutex);
+    _stage.changed.wait(lock, [&] { return !_stage.diskIsStuck; });
+    const bool fails = _stage.commits++ == _stage.commitFailsAt;
+    _stage.changed.notify_all();
+    return fails ? Status(error("disk broke")) : Status::success();
+  }
+  Status finish(std::optional<std::int64_t> sessionEndMs) override {
+    _stage.change([&] {
+      ++_stage.finishes;
+      _stage.sessionEndMs = sessionEndMs;
+    });
+    return Status::success();
+  }
+
+ private:
+  Stage& _stage;
+  std::size_t _uncommitted = 0;
+};
+
+class WriterCoreTest : public testing::Test {
+ protected:
+  ~WriterCoreTest() override {
+    // Threads that still hold the core must not outlive the stage.
+    stage.change([&] { stage.diskIsStuck = false; });
+    if (started && !finished) {
+      finish();
+    }
+  }
+
+  void start() {
+    WriterParts parts;
+    parts.makeEncoder = [this] { return std::make_unique<FakeEncoder>(stage); };
+    parts.createFile = [this](const std::string&, std::unique_ptr<mp4::RecordingFile>& out) {
+      out = std::make_unique<FakeFile>(stage);
+      return Status::success();
+    };
+    core = std::make_shared<WriterCore>("unused.mp4", parts);
+    VideoTrackSettings settings;
+    settings.width = settings.height = 16;
+    ASSERT_TRUE(core->start(settings, CGAffineTransformIdentity).ok());
+    started = true;
+  }
+
+  bool append(std::int64_t timeMs, bool forceKeyFrame = false) {
+    QueuedPicture picture;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 16, 16, kCVPixelFormatType_420YpCbCr8Planar, nullptr,
+                                  picture.buffer.out()),
+              kCVReturnSuccess);
+    picture.timeMs = timeMs;
+    picture.durationMs = 40;
+    picture.forceKeyFrame = forceKeyFrame;
+    return core->append(std::move(picture));
+  }
+  void appendWhenReady(std::int64_t timeMs) {
+    ASSERT_TRUE(core->waitForRoom(std::chrono::minutes(1)));
+    ASSERT_TRUE(append(timeMs));
+  }
+
+  void finish(std::optional<std::int64_t> sessionEndMs = std::nullopt) {
+    finished = true;
+    std::promise<AVAssetWriterStatus> done;
+    core->finish(sessionEndMs, [&] { done.set_value(core->status()); });
+    auto future = done.get_future();
+    ASSERT_EQ(future.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    statusInHandler = future.get();
+  }
+
+  Stage stage;
+  std::shared_ptr<WriterCore> core;
+  bool started = false;
+  bool finished = false;
+  AVAssetWriterStatus statusInHandler = AVAssetWriterStatusUnknown;
+};
+
+TEST_F(WriterCoreTest, HeadComesFirstAndSamplesInOrder) {
+  start();
+  for (std::int64_t time : {0, 40, 80}) {
+    appendWhenReady(time);
+  }
+  finish(120);
+  EXPECT_TRUE(stage.began);
+  EXPECT_THAT(stage.times, ElementsAre(0, 40, 80));
+  EXPECT_EQ(stage.sessionEndMs, 120);
+  EXPECT_EQ(stage.finishes, 1);
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusCompleted);
+}
+
+TEST_F(WriterCoreTest, FirstPictureIsPublishedAtOnce) {
+  start();
+  appendWhenReady(0);
+  EXPECT_TRUE(stage.waitFor([&] { return stage.commits == 1; }));
+}
+
+TEST_F(WriterCoreTest, StillScreenIsCommittedByTheClock) {
+  start();
+  appendWhenReady(0);
+  appendWhenReady(40);
+  // No further picture comes, and still the second is committed.
+  EXPECT_TRUE(stage.waitFor([&] { return stage.commits == 2 && stage.times.size() == 2; }));
+}
+
+TEST_F(WriterCoreTest, KeyFrameWishesReachTheEncoder) {
+  start();
+  for (std::int64_t time : {0, 40, 2040, 2080}) {
+    appendWhenReady(time);
+  }
+  finish();
+  EXPECT_THAT(stage.keyFrameWishes, ElementsAre(true, false, true, false));
+}
+
+TEST_F(WriterCoreTest, StuckDiskFillsTheQueuesAndLosesNothing) {
+  stage.diskIsStuck = true;
+  start();
+  // Uncommitted samples pile up only as far as the bounds; small ones all fit.
+  std::size_t accepted = 0;
+  while (accepted < 100 && core->waitForRoom(std::chrono::milliseconds(200))) {
+    ASSERT_TRUE(append(static_cast<std::int64_t>(accepted++)));
+  }
+  stage.change([&] { stage.diskIsStuck = false; });
+  finish();
+  EXPECT_THAT(stage.times, SizeIs(accepted));
+}
+
+TEST_F(WriterCoreTest, EncoderThatDoesNotOpenFailsTheWriter) {
+  stage.encoderOpens = false;
+  start();
+  finish();
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusFailed);
+  EXPECT_EQ(core->error()->localizedDescription(), "no encoder");
+  EXPECT_FALSE(core->hasRoomForPicture());
+}
+
+TEST_F(WriterCoreTest, EncoderThatBreaksKeepsWhatItCoded) {
+  stage.encoderFailsAt = 2;
+  start();
+  for (std::int64_t time : {0, 40, 80}) {
+    core->waitForRoom(std::chrono::minutes(1));
+    append(time);
+  }
+  EXPECT_TRUE(stage.waitFor([&] { return stage.finishes == 1; })) << "finished without being asked";
+  finish(120);
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusFailed);
+  EXPECT_THAT(stage.times, ElementsAre(0, 40));
+  EXPECT_EQ(stage.finishes, 1);
+}
+
+TEST_F(WriterCoreTest, WantOfMemoryIsAnError) {
+  stage.encoderFailsAt = 0;
+  stage.encoderThrowsBadAlloc = true;
+  start();
+  appendWhenReady(0);
+  EXPECT_TRUE(stage.waitFor([&] { return stage.finishes == 1; }));
+  EXPECT_EQ(core->error()->code(), AVErrorOutOfMemory);
+}
+
+TEST_F(WriterCoreTest, DiskThatBreaksFailsTheWriterAndFinishesWhatIsThere) {
+  stage.commitFailsAt = 1;
+  start();
+  appendWhenReady(0);
+  appendWhenReady(40);
+  EXPECT_TRUE(stage.waitFor([&] { return stage.finishes == 1; }));
+  EXPECT_EQ(core->status(), AVAssetWriterStatusFailed);
+  EXPECT_EQ(core->error()->localizedDescription(), "disk broke");
+  EXPECT_FALSE(append(80));
+  EXPECT_FALSE(core->waitForRoom(std::chrono::minutes(1)));
+}
+
+TEST_F(WriterCoreTest, OnlyTheFirstErrorCounts) {
+  start();
+  core->fail(error("first"));
+  core->fail(error("second"));
+  EXPECT_EQ(core->error()->localizedDescription(), "first");
+}
+
+TEST_F(WriterCoreTest, AbandonedFileIsCommittedAndNotFinished) {
+  start();
+  appendWhenReady(0);
+  appendWhenReady(40);
+  finished = true;  // the test must not ask for a finish
+  core->abandon();
+  std::weak_ptr<WriterCore> weak = core;
+  core.reset();
+  ASSERT_TRUE(stage.waitFor([&] { return stage.times.size() == 2 && stage.commits >= 2; }));
+  while (!weak.expired()) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(stage.finishes, 0);
+}
+
+TEST_F(WriterCoreTest, FinishWithoutAnyPictureCompletes) {
+  start();
+  finish(0);
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusCompleted);
+  EXPECT_EQ(stage.finishes, 1);
+}
+
+}  // namespace
+}  // namespace vx
