@@ -151,6 +151,32 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   static std::size_t frameBufferLength(std::uint32_t pixelFormatType, std::uint32_t width,
                                        std::uint32_t height, std::uint32_t bytesPerRow);
 
+  // ---- audio intake (src/recorder/audio_intake.cpp) ----------------------------------------
+
+  /// Wraps one block of coded audio: copies `withLen` bytes, described by `withASBD`, into a new
+  /// sample buffer that the caller releases with `vx::CFRelease`. It carries presentation time 0,
+  /// claims 512 samples, and each sample lasts `mFramesPerPacket / mSampleRate` (the rate without
+  /// its fraction). To give buffers times of their own use `vx::CMSampleBufferCreateReady`.
+  /// Thread: any. Errors: null when the stream cannot be described or memory is short; a buffer
+  /// without data when the bytes cannot be attached (a length of 0); both reasons, the first in
+  /// part, stand in the system log. The length is not checked against what `audioBytes` points to.
+  static vx::CMSampleBufferRef createAudioSampleBuffer(const void* audioBytes, std::int32_t withLen,
+                                                       vx::AudioStreamBasicDescription withASBD);
+
+  /// Writes one buffer to the audio track, at the time it carries; time 0 is that of the first video
+  /// frame. Several AAC access units may travel in one buffer (sizes and times each) or as ADTS
+  /// frames. A time that lies before the end of the audio so far is placed at that end; a later one
+  /// leaves a gap. The first 0.1 s of the first buffer is not played, unless the buffer says what to
+  /// trim itself (`vx::kCMSampleBufferAttachmentKey_TrimDurationAtStart`).
+  ///
+  /// Dropped in silence before the first video sample was written; dropped with a log line while the
+  /// writer has no room, is not writing, or has no audio input. A null buffer is ignored. The caller
+  /// keeps its reference.
+  /// Thread: the host's, not at the same time as other calls; does not wait for the disk.
+  /// Errors: a log line with the writer's status when the buffer is refused: another coding than
+  /// AAC, no data, another format than before. Recording goes on.
+  void appendAudioSample(vx::CMSampleBufferRef sampleBuffer);
+
   // ---- stop, pause and destruction (src/recorder/stop.cpp) ---------------------------------
 
   /// Marks a pause: the next frame that is taken in follows at most 1000 ms of black.
@@ -191,7 +217,11 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
                                    const CreateBufferHandle& createBufferHandle);
   void setBufferTimestamp(std::uint32_t relativeTimeMs);
   void appendBufferWithDuration(std::uint32_t durationMs);
+  void offerVideoSample(vx::CMSampleBufferRef sample, std::uint32_t durationMs);
   vx::CMSampleBufferRef setVedioBuffer(vx::CVPixelBufferRef pixelBuffer, std::uint32_t duration);
+
+  // ---- audio intake (src/recorder/audio_intake.cpp)
+  void primeAudio(vx::CMSampleBufferRef sampleBuffer);
 
   // ---- pools and conversion (src/pixelbuffer/)
   vx::CVPixelBufferPoolRef getBufferPoolWithSize(vx::CGSize size, std::uint32_t withFormat);
@@ -202,6 +232,11 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   static void copyBuffer(const void* source, std::uint64_t sourceBytesPerRow, void* toBuffer,
                          std::uint64_t bytesPerRow, std::uint64_t withHeight);
   void createBlackBufferWithFormat(std::uint32_t format, vx::CGSize withSize);
+
+  // ---- stop, pause and destruction (src/recorder/stop.cpp)
+  std::function<void()> makeFinishStep();
+  void finishStep(const std::optional<std::string>& filename,
+                  const std::weak_ptr<vx::AVAssetWriter>& weakWriter);
 
   // ---- file naming (src/storage/file_naming.cpp)
   std::optional<vx::NSURL> outputFileURL();

@@ -41,6 +41,7 @@ class VXVideoRecorderPeer {
   vx::CMSampleBufferRef setVedioBuffer(vx::CVPixelBufferRef buffer, std::uint32_t ms) {
     return _recorder.setVedioBuffer(buffer, ms);
   }
+  void primeAudio(vx::CMSampleBufferRef sample) { _recorder.primeAudio(sample); }
   vx::CVPixelBufferPoolRef getBufferPoolWithSize(vx::CGSize size, std::uint32_t format) {
     return _recorder.getBufferPoolWithSize(size, format);
   }

@@ -1,0 +1,86 @@
+// Stop, pause and destruction.
+#include "VXVideoRecorder/VXVideoRecorder.h"
+#include "storage/folder_quota.h"
+
+using namespace vx;
+
+namespace {
+constexpr std::int32_t kLogLevel = 2;
+constexpr CMTimeScale kMillisecondTimescale = 1000;
+}  // namespace
+
+void VXVideoRecorder::pause() { _pause = true; }
+
+void VXVideoRecorder::stop() {
+  if (!_writer) {
+    return;
+  }
+  if (_buffer) {
+    appendBufferWithDuration(1);
+  }
+  try {
+    if (_videoWriterInput) {
+      _videoWriterInput->markAsFinished();
+    }
+    const std::uint32_t endMs = _timestamp + 1;
+    _writer->endSessionAtSourceTime(
+        CMTimeMake(static_cast<CMTimeValue>(endMs), kMillisecondTimescale));
+    std::function<void()> finishStep = makeFinishStep();
+    setWriting(false);
+    _writer->finishWritingWithCompletionHandler(std::move(finishStep));
+  } catch (const NSException& exception) {
+    writeLog(logPrefix() + " exception : " + exception.description() + ". " +
+                 descriptionOfList(NSThread::callStackSymbols()),
+             kLogLevel);
+  }
+}
+
+std::function<void()> VXVideoRecorder::makeFinishStep() {
+  std::weak_ptr<AVAssetWriter> writer = _writer;
+  std::string filename = _filename.value_or("");
+  if (std::shared_ptr<VXVideoRecorder> self = weak_from_this().lock()) {
+    return [self, filename = _filename, writer] { self->finishStep(filename, writer); };
+  }
+  // The recorder is being destroyed: it takes its delegate along, so only the quota is left to do,
+  // with what it needs held by value.
+  return [limit = _folderLimitSize, path = _storagePath, prefix = _fileNamePrefix,
+          filename = std::move(filename)] {
+    if (limit != 0) {
+      storage::applyFolderQuota(path, prefix, limit, filename);
+    }
+  };
+}
+
+void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
+                                 const std::weak_ptr<AVAssetWriter>& weakWriter) {
+  if (_folderLimitSize != 0) {
+    checkFolderSizeAndDeleteFile(filename.value_or(""));
+  }
+  const std::shared_ptr<AVAssetWriter> writer = weakWriter.lock();
+  const bool completed = writer && writer->status() == AVAssetWriterStatusCompleted;
+  writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
+               (completed ? "done" : "failed"),
+           kLogLevel);
+  if (delegate) {
+    delegate->writeVideoFileDone();
+  }
+}
+
+VXVideoRecorder::~VXVideoRecorder() {
+  try {
+    stop();
+  } catch (...) {
+    // Nobody is left to tell, and a destructor must not throw.
+  }
+  delegate = nullptr;
+  setWriter(nullptr);
+  _audioWriterInput = nullptr;
+  _videoWriterInput = nullptr;
+  _completionHandler = nullptr;
+  _username.reset();
+  _filename.reset();
+  _fileNamePrefix.reset();
+  _storagePath.reset();
+  _pools.clear();  // the pools themselves live on
+  thread = nullptr;
+}

@@ -1,0 +1,168 @@
+// Video intake: each frame is held until the next one tells how long it was shown.
+#include "VXVideoRecorder/NSDictionary+extension.h"
+#include "VXVideoRecorder/VXVideoRecorder.h"
+#include "platform/cf_ref.h"
+#include "recorder/timing.h"
+
+using namespace vx;
+
+namespace {
+
+constexpr std::int32_t kLogLevel = 2;
+constexpr std::int64_t kLowDiskSpaceCode = 1;
+constexpr std::uint32_t kRotationBit = 8;  // of "multiVideoType"
+constexpr CMTimeScale kMillisecondTimescale = 1000;
+
+CMTime timeFromMilliseconds(std::uint32_t ms) {
+  return CMTimeMake(static_cast<CMTimeValue>(ms), kMillisecondTimescale);
+}
+
+bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
+  return input && input->isReadyForMoreMediaData();
+}
+
+const void* frameBytes(const NSDictionary& frame) {
+  const Object* buffer = frame.objectForKey("frameBuffer");
+  const NSData* data = buffer ? buffer->data() : nullptr;
+  return data ? data->bytes() : nullptr;
+}
+
+}  // namespace
+
+void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) {
+  if (!frame) {
+    return;
+  }
+  const std::uint32_t timestamp = unsignedIntValueForKey(*frame, "timestamp");
+  const bool isHwDecode = boolValueForKey(*frame, "isHwDecode");
+  const void* frameBuffer = frameBytes(*frame);
+  _isVideoRotation = (unsignedIntValueForKey(*frame, "multiVideoType") & kRotationBit) != 0;
+  const std::uint32_t pixelFormatType = unsignedIntValueForKey(*frame, "pixelFormatType");
+  const std::uint32_t width = unsignedIntValueForKey(*frame, "width");
+  const std::uint32_t height = unsignedIntValueForKey(*frame, "height");
+  const std::uint32_t bytesPerRow = unsignedIntValueForKey(*frame, "bytesPerRow");
+  if (width == 0 || height == 0) {
+    return;
+  }
+  const CGSize size = CGSizeMake(width, height);
+  addFrameWithPixelFormatType(
+      pixelFormatType, size, timestamp, [&](VXVideoRecorder& recorder, std::uint32_t relativeTime) {
+        // The input may have turned not ready since the frame was accepted: offer the held frame
+        // once more, unless it came from a hardware decoder.
+        if (!isHwDecode && recorder._buffer) {
+          recorder.appendBufferWithDuration(relativeTime - recorder._timestamp);
+        }
+        const CVPixelBufferRef converted = recorder.convertPixelBufferFromFrameBuffer(
+            frameBuffer, size, bytesPerRow, pixelFormatType);
+        if (converted) {
+          recorder._buffer = converted;
+        }
+      });
+}
+
+void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType, CGSize size,
+                                                  std::uint32_t timestamp,
+                                                  const CreateBufferHandle& createBufferHandle) {
+  if (size.width == 0.0 || size.height == 0.0) {
+    return;
+  }
+  if (!_writer) {
+    if (prepareWithConfig(size)) {
+      startWriting();
+    }
+    // Also when preparation failed: the frame that succeeds sets the zero of the clock anew.
+    _startTime = timestamp;
+    _timestamp = 0;
+  }
+  if (!_writer) {
+    return;
+  }
+  if (!isReady(_videoWriterInput) || _writer->status() != AVAssetWriterStatusWriting) {
+    // The readiness printed is the audio input's, as the readers of these lines know it.
+    writeLog(logPrefix() + " appendVideoSample - sample not appended; readyForMoreMediaData = " +
+                 std::to_string(isReady(_audioWriterInput)) +
+                 ", status = " + std::to_string(static_cast<std::int64_t>(_writer->status())),
+             kLogLevel);
+    return;
+  }
+  if (_pause) {
+    _startTime = recorder::startTimeAfterPause(timestamp, _startTime, _timestamp);
+    createBlackBufferWithFormat(pixelFormatType, size);
+    _pause = false;
+  }
+  const std::uint32_t relativeTime = timestamp - _startTime;
+  setBufferTimestamp(relativeTime);
+  createBufferHandle(*this, relativeTime);
+}
+
+void VXVideoRecorder::setBufferTimestamp(std::uint32_t relativeTimeMs) {
+  if (!thread) {
+    thread = NSThread::currentThread();
+    thread->setName("[VXVideoRecorder] " + _filename.value_or("(null)") + " (" +
+                    std::to_string(static_cast<std::int32_t>(_index)) + ")");
+  }
+  if (!checkDiskKeepRecStatus()) {
+    handleErrorCode(kLowDiskSpaceCode, std::nullopt);
+  }
+  if (!_buffer) {
+    return;
+  }
+  appendBufferWithDuration(relativeTimeMs - _timestamp);
+}
+
+void VXVideoRecorder::appendBufferWithDuration(std::uint32_t durationMs) {
+  if (!isReady(_videoWriterInput)) {
+    return;
+  }
+  setFirstVideoBuffer(false);
+  const auto sample = CFRef<CMSampleBufferRef>::adopt(setVedioBuffer(_buffer, durationMs));
+  if (sample) {
+    offerVideoSample(sample.get(), durationMs);
+  } else {
+    writeLog(logPrefix() + " Sample buffer create failed", kLogLevel);
+  }
+  // A frame is offered to the writer once, whatever became of it.
+  CVPixelBufferRelease(_buffer);
+  _buffer = nullptr;
+}
+
+void VXVideoRecorder::offerVideoSample(CMSampleBufferRef sample, std::uint32_t durationMs) {
+  if (_timestamp == 0) {
+    CMSetAttachment(sample, kCMSampleBufferAttachmentKey_ForceKeyFrame, kCFBooleanTrue,
+                    kCMAttachmentMode_ShouldPropagate);
+  }
+  const CMTime presentationTime = CMSampleBufferGetPresentationTimeStamp(sample);
+  if (!_startedSession) {
+    if (_writer) {
+      _writer->startSessionAtSourceTime(presentationTime);
+    }
+    setStartedSession(true);
+    writeLog(logPrefix() + " started session in appendVideoSample", kLogLevel);
+  }
+  const bool appended = _videoWriterInput->appendSampleBuffer(sample);
+  if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
+    setFirstVideoFrameTime(presentationTime);
+  }
+  logPresentationTime(sample, "Video Sample");
+  if (appended) {
+    _timestamp += durationMs;
+  } else {
+    logWriterStatus();
+  }
+}
+
+CMSampleBufferRef VXVideoRecorder::setVedioBuffer(CVPixelBufferRef pixelBuffer,
+                                                  std::uint32_t duration) {
+  CMVideoFormatDescriptionRef description = nullptr;
+  if (CMVideoFormatDescriptionCreateForImageBuffer(kCFAllocatorDefault, pixelBuffer,
+                                                   &description) != noErr) {
+    return nullptr;
+  }
+  const CMSampleTimingInfo timing{timeFromMilliseconds(duration), timeFromMilliseconds(_timestamp),
+                                  kCMTimeInvalid};
+  CMSampleBufferRef sample = nullptr;
+  const OSStatus status = CMSampleBufferCreateReadyWithImageBuffer(kCFAllocatorDefault, pixelBuffer,
+                                                                   description, &timing, &sample);
+  CFRelease(description);
+  return status == noErr ? sample : nullptr;
+}

@@ -1,0 +1,101 @@
+// Writer set-up, start and status report: what fixes the encoding of a file.
+#include "VXVideoRecorder/VXVideoRecorder.h"
+
+using namespace vx;
+
+namespace {
+
+constexpr std::int32_t kLogLevel = 2;
+constexpr int kAverageBitRate = 10 * 1024 * 1024;  // bits per second
+constexpr int kMaxKeyFrameInterval = 30;           // frames
+constexpr int kExpectedSourceFrameRate = 30;       // frames per second
+constexpr double kAudioSampleRate = 44100.0;       // Hz
+
+std::string describeStatus(const AVAssetWriter* writer) {
+  const AVAssetWriterStatus status = writer ? writer->status() : AVAssetWriterStatusUnknown;
+  const std::string number = " (" + std::to_string(static_cast<std::int64_t>(status)) + ")";
+  switch (status) {
+    case AVAssetWriterStatusUnknown:
+      return "AVAssetWriterStatusUnknown" + number;
+    case AVAssetWriterStatusWriting:
+      return "AVAssetWriterStatusWriting" + number;
+    case AVAssetWriterStatusCompleted:
+      return "AVAssetWriterStatusCompleted" + number;
+    case AVAssetWriterStatusFailed: {
+      const std::optional<NSError> error = writer->error();
+      return "AVAssetWriterStatusFailed" + number + "\n" +
+             (error ? error->description() : "(null)");
+    }
+    case AVAssetWriterStatusCancelled:
+      return "AVAssetWriterStatusCancelled" + number;
+  }
+  return "";
+}
+
+}  // namespace
+
+NSDictionary VXVideoRecorder::videoSettings(CGSize frameSize) const {
+  const NSDictionary compression{
+      {std::string(AVVideoAverageBitRateKey), kAverageBitRate},
+      {std::string(AVVideoMaxKeyFrameIntervalKey), kMaxKeyFrameInterval},
+      {std::string(AVVideoExpectedSourceFrameRateKey), kExpectedSourceFrameRate},
+      {std::string(AVVideoProfileLevelKey), AVVideoProfileLevelH264HighAutoLevel},
+  };
+  return NSDictionary{
+      {std::string(AVVideoCodecKey), AVVideoCodecH264},
+      {std::string(AVVideoWidthKey), frameSize.width},
+      {std::string(AVVideoHeightKey), frameSize.height},
+      {std::string(AVVideoScalingModeKey), AVVideoScalingModeResizeAspect},
+      {std::string(AVVideoCompressionPropertiesKey), compression},
+  };
+}
+
+// The hint tells the writer only that AAC at this rate will come; the samples bring the rest.
+CMAudioFormatDescriptionRef VXVideoRecorder::makeAudioFormatDescription() const {
+  AudioStreamBasicDescription stream;
+  stream.mSampleRate = kAudioSampleRate;
+  stream.mFormatID = kAudioFormatMPEG4AAC;
+  stream.mFormatFlags = kMPEG4Object_AAC_Main;
+  CMAudioFormatDescriptionRef description = nullptr;
+  CMAudioFormatDescriptionCreate(kCFAllocatorDefault, &stream, 0, nullptr, 0, nullptr, nullptr,
+                                 &description);
+  return description;
+}
+
+void VXVideoRecorder::prepareAudioWriter() {
+  if (_audioWriterInput) {
+    return;
+  }
+  // The input keeps the hint for as long as it lives, and the reference made here with it.
+  const CMAudioFormatDescriptionRef hint = makeAudioFormatDescription();
+  setAudioWriterInput(
+      AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio, std::nullopt, hint));
+  _audioWriterInput->setExpectsMediaDataInRealTime(true);
+  if (_writer) {
+    _writer->addInput(_audioWriterInput);
+  }
+}
+
+void VXVideoRecorder::startWriting() {
+  if (_writer && _writer->status() == AVAssetWriterStatusWriting) {
+    return;
+  }
+  setStartedSession(false);
+  setFirstAudioBuffer(true);
+  setFirstVideoBuffer(true);
+  setFirstVideoFrameTime(kCMTimeInvalid);
+  setWriting(true);
+  if (_writer && _writer->startWriting()) {
+    writeLog(logPrefix() + " Started writing video file.", kLogLevel);
+  } else {
+    writeLog(logPrefix() + " Error in startWriting", kLogLevel);
+    logWriterStatus();
+  }
+}
+
+void VXVideoRecorder::logWriterStatus() {
+  writeLog(logPrefix() + " AVAssetWriter status: " + describeStatus(_writer.get()), kLogLevel);
+}
+
+// Sees every sample that is offered to the writer; says nothing.
+void VXVideoRecorder::logPresentationTime(CMSampleBufferRef, const char*) {}

@@ -1,0 +1,171 @@
+// The recorder object: defaults, preparation, log and errors.
+#include "VXVideoRecorder/VXVideoRecorderFramework.h"
+#include "support/recorder_fixture.h"
+
+#include <cmath>
+#include <cstring>
+
+using namespace vx;
+
+namespace {
+
+using Configuration = RecorderTest;
+
+TEST_F(Configuration, FreshRecorderHasItsDefaults) {
+  EXPECT_EQ(recorder->index(), 1u);
+  EXPECT_EQ(recorder->folderLimitSize(), 0u);
+  EXPECT_FALSE(recorder->audioEnabled());
+  EXPECT_FALSE(recorder->isVideoRotation());
+  EXPECT_FALSE(recorder->writing());
+  EXPECT_FALSE(recorder->startedSession());
+  EXPECT_FALSE(recorder->firstVideoBuffer());
+  EXPECT_FALSE(recorder->firstAudioBuffer());
+  EXPECT_EQ(recorder->writer(), nullptr);
+  EXPECT_EQ(recorder->videoWriterInput(), nullptr);
+  EXPECT_EQ(recorder->audioWriterInput(), nullptr);
+  EXPECT_EQ(recorder->thread, nullptr);
+  EXPECT_EQ(recorder->filename(), std::nullopt);
+  EXPECT_EQ(recorder->username(), std::nullopt);
+  EXPECT_EQ(recorder->fileNamePrefix(), std::nullopt);
+  EXPECT_FALSE(recorder->completionHandler());
+  EXPECT_EQ(recorder->delegate, delegate);
+  EXPECT_EQ(peer.limitFreeSpace(), 100000000u);
+  EXPECT_EQ(peer.startTime(), 0u);
+  EXPECT_EQ(peer.timestamp(), 0u);
+  EXPECT_FALSE(peer.pause());
+  EXPECT_EQ(peer.buffer(), nullptr);
+  EXPECT_TRUE(peer.pools().empty());
+}
+
+TEST_F(Configuration, FirstVideoFrameTimeOfFreshRecorderIsAllZero) {
+  const CMTime time = recorder->firstVideoFrameTime();
+  EXPECT_EQ(time.value, 0);
+  EXPECT_EQ(time.timescale, 0);
+  EXPECT_EQ(time.flags, 0u);
+  EXPECT_EQ(time.epoch, 0);
+}
+
+TEST_F(Configuration, PropertiesKeepWhatIsSet) {
+  recorder->setWriting(true);
+  recorder->setStartedSession(true);
+  recorder->setFirstVideoBuffer(true);
+  recorder->setFirstAudioBuffer(true);
+  recorder->setFirstVideoFrameTime(CMTimeMake(7, 1000));
+  recorder->setIndex(4294967295u);
+  recorder->setFolderLimitSize(18446744073709551615u);
+  recorder->setFileNamePrefix("prefix");
+  recorder->setFilename("name");
+  recorder->setUsername("user");
+  recorder->setAudioEnabled(true);
+  int calls = 0;
+  recorder->setCompletionHandler([&] { ++calls; });
+  recorder->completionHandler()();
+
+  EXPECT_TRUE(recorder->writing());
+  EXPECT_TRUE(recorder->startedSession());
+  EXPECT_TRUE(recorder->firstVideoBuffer());
+  EXPECT_TRUE(recorder->firstAudioBuffer());
+  EXPECT_EQ(recorder->firstVideoFrameTime().value, 7);
+  EXPECT_EQ(recorder->index(), 4294967295u);
+  EXPECT_EQ(recorder->folderLimitSize(), 18446744073709551615u);
+  EXPECT_EQ(recorder->fileNamePrefix(), "prefix");
+  EXPECT_EQ(recorder->filename(), "name");
+  EXPECT_EQ(recorder->username(), "user");
+  EXPECT_TRUE(recorder->audioEnabled());
+  EXPECT_EQ(calls, 1);
+  EXPECT_TRUE(delegate->lines().empty());
+}
+
+TEST_F(Configuration, PreparingTwiceKeepsTheFirstWriterWhateverTheSize) {
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  const auto first = recorder->writer();
+  const auto firstInput = recorder->videoWriterInput();
+  EXPECT_TRUE(peer.prepareWithConfig(CGSizeMake(1920, 1080)));
+  EXPECT_EQ(recorder->writer(), first);
+  EXPECT_EQ(recorder->videoWriterInput(), firstInput);
+}
+
+TEST_F(Configuration, PreparationNeitherStartsNorTouchesTheClock) {
+  peer.timestamp() = 77;
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  EXPECT_EQ(recorder->writer()->status(), AVAssetWriterStatusUnknown);
+  EXPECT_FALSE(recorder->writing());
+  EXPECT_EQ(peer.timestamp(), 77u);
+  EXPECT_TRUE(recorder->videoWriterInput()->expectsMediaDataInRealTime());
+  EXPECT_TRUE(delegate->lines().empty());
+}
+
+TEST_F(Configuration, RotationGivesTheInputAQuarterTurn) {
+  peer.isVideoRotation() = true;
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  const CGAffineTransform turn = recorder->videoWriterInput()->transform();
+  EXPECT_NEAR(turn.a, 0, 1e-12);
+  EXPECT_NEAR(turn.b, 1, 1e-12);
+  EXPECT_NEAR(turn.c, -1, 1e-12);
+  EXPECT_NEAR(turn.d, 0, 1e-12);
+}
+
+TEST_F(Configuration, WithoutRotationTheInputKeepsItsIdentity) {
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  EXPECT_EQ(recorder->videoWriterInput()->transform(), CGAffineTransformIdentity);
+}
+
+TEST_F(Configuration, AudioInputExistsOnlyWhenEnabled) {
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  EXPECT_EQ(recorder->audioWriterInput(), nullptr);
+
+  auto withAudio = VXVideoRecorder::initWithDelegate(nullptr);
+  withAudio->setStoragePath(folder.path());
+  withAudio->setFilename("with-audio.mp4");
+  withAudio->setAudioEnabled(true);
+  ASSERT_TRUE(VXVideoRecorderPeer(*withAudio).prepareWithConfig(CGSizeMake(64, 48)));
+  ASSERT_NE(withAudio->audioWriterInput(), nullptr);
+  EXPECT_EQ(withAudio->audioWriterInput()->mediaType(), AVMediaTypeAudio);
+}
+
+TEST_F(Configuration, ErrorCodeIsOneLineAndNothingElse) {
+  peer.handleErrorCode(1, std::nullopt);
+  EXPECT_THAT(delegate->lines(), testing::ElementsAre(RememberingDelegate::Line{
+                                     line(" status 1 with error (null)"), 2}));
+}
+
+TEST_F(Configuration, ErrorIsPrintedWithItsDescription) {
+  peer.handleErrorCode(-9223372036854775807 - 1, NSError("Domain", 5, "text"));
+  EXPECT_THAT(delegate->lines(), testing::ElementsAre(RememberingDelegate::Line{
+                                     line(" status -9223372036854775808 with error "
+                                          "Error Domain=Domain Code=5 \"text\""),
+                                     2}));
+}
+
+TEST_F(Configuration, LogPrefixNamesClassAndInstance) {
+  EXPECT_THAT(peer.logPrefix(),
+              testing::MatchesRegex("\\[VXVideoRecorder\\]\\[<VXVideoRecorder: 0x[0-9a-f]+>\\]"));
+  auto other = VXVideoRecorder::initWithDelegate(nullptr);
+  EXPECT_NE(VXVideoRecorderPeer(*other).logPrefix(), peer.logPrefix());
+}
+
+TEST_F(Configuration, DelegateMayBeNone) {
+  auto silent = VXVideoRecorder::initWithDelegate(nullptr);
+  silent->setStoragePath(folder.path());
+  silent->appendVideoSample(FrameBuilder().at(0).build());
+  silent->appendVideoSample(FrameBuilder().at(40).build());
+  EXPECT_TRUE(silent->writing());
+  EXPECT_EQ(VXVideoRecorderPeer(*silent).timestamp(), 40u);
+}
+
+TEST_F(Configuration, DelegateWithoutOperationsChangesNothing) {
+  auto recorderOfDeaf =
+      VXVideoRecorder::initWithDelegate(std::make_shared<VXVideoRecorderDelegate>());
+  recorderOfDeaf->setStoragePath(folder.path());
+  recorderOfDeaf->appendVideoSample(FrameBuilder().at(0).build());
+  recorderOfDeaf->appendVideoSample(FrameBuilder().at(40).build());
+  EXPECT_EQ(VXVideoRecorderPeer(*recorderOfDeaf).timestamp(), 40u);
+}
+
+TEST(Version, NumberAndStringAreExact) {
+  EXPECT_EQ(VXVideoRecorderFrameworkVersionNumber, 1.0);
+  constexpr char kExpected[] = "@(#)PROGRAM:VXVideoRecorderFramework  PROJECT:VXVideoRecorder-1\n";
+  EXPECT_EQ(std::memcmp(VXVideoRecorderFrameworkVersionString, kExpected, sizeof kExpected), 0);
+}
+
+}  // namespace

@@ -1,0 +1,319 @@
+// Stop, pause and destruction.
+#include "support/recorder_fixture.h"
+
+using namespace vx;
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Stop : public RecorderTest {
+ protected:
+  std::string recordLine(const std::string& outcome) const {
+    return line(" Record " + recorder->filename().value_or("(null)") + " - " + outcome);
+  }
+  std::vector<std::string> messages() const {
+    std::vector<std::string> texts;
+    for (const auto& entry : delegate->lines()) {
+      texts.push_back(entry.message);
+    }
+    return texts;
+  }
+};
+
+TEST_F(Stop, WithoutWriterDoesNothing) {
+  recorder->setWriting(true);
+  recorder->stop();
+  EXPECT_TRUE(recorder->writing());
+  EXPECT_TRUE(delegate->lines().empty());
+}
+
+TEST_F(Stop, WritesTheHeldFrameForOneMillisecond) {
+  useScriptedWriter();
+  appendAt(0);
+  appendAt(40);
+  recorder->stop();
+  ASSERT_EQ(input->samples.size(), 2u);
+  EXPECT_EQ(input->samples[1].presentationTime.value, 40);
+  EXPECT_EQ(input->samples[1].duration.value, 1);
+  EXPECT_EQ(peer.timestamp(), 41u);
+  ASSERT_EQ(writer->sessionEnds.size(), 1u);
+  EXPECT_EQ(writer->sessionEnds[0].value, 42);
+  EXPECT_EQ(writer->sessionEnds[0].timescale, 1000);
+  EXPECT_EQ(peer.buffer(), nullptr);
+}
+
+TEST_F(Stop, ClosesInOrder) {
+  useScriptedWriter();
+  appendAt(0);
+  recorder->setWriting(true);
+  recorder->stop();
+  EXPECT_THAT(writer->calls, ElementsAre("startSession", "append", "markAsFinished", "endSession",
+                                         "finishWriting"));
+  EXPECT_FALSE(recorder->writing());
+}
+
+TEST_F(Stop, LeavesTheAudioInputOpen) {
+  useScriptedWriter();
+  auto audio = std::make_shared<ScriptedInput>(AVMediaTypeAudio);
+  recorder->setAudioWriterInput(audio);
+  recorder->stop();
+  EXPECT_EQ(input->timesMarkedAsFinished, 1);
+  EXPECT_EQ(audio->timesMarkedAsFinished, 0);
+}
+
+TEST_F(Stop, KeepsTheHeldFrameThatTheInputRefuses) {
+  useScriptedWriter();
+  appendAt(0);
+  const CVPixelBufferRef held = peer.buffer();
+  input->ready = false;
+  recorder->stop();
+  EXPECT_EQ(peer.buffer(), held);
+  EXPECT_EQ(writer->sessionEnds.at(0).value, 1);
+}
+
+TEST_F(Stop, EndTimeWraps) {
+  useScriptedWriter();
+  peer.timestamp() = 4294967295u;
+  recorder->stop();
+  ASSERT_EQ(writer->sessionEnds.size(), 1u);
+  EXPECT_EQ(writer->sessionEnds[0].value, 0);
+  EXPECT_EQ(writer->sessionEnds[0].timescale, 1000);
+}
+
+TEST_F(Stop, KeepsWriterInputsClockAndFlags) {
+  useScriptedWriter(7);
+  appendAt(7);
+  appendAt(47);
+  recorder->stop();
+  EXPECT_EQ(recorder->writer(), writer);
+  EXPECT_EQ(recorder->videoWriterInput(), input);
+  EXPECT_EQ(peer.startTime(), 7u);
+  EXPECT_TRUE(recorder->startedSession());
+  EXPECT_EQ(peer.pools().size(), 1u);
+}
+
+TEST_F(Stop, CompletedWriterIsDone) {
+  useScriptedWriter();
+  recorder->setFilename("a.mp4");
+  recorder->stop();
+  EXPECT_TRUE(delegate->lines().empty());
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_THAT(messages(), ElementsAre(recordLine("done")));
+  EXPECT_EQ(delegate->lines()[0].level, 2);
+  EXPECT_EQ(delegate->filesDone(), 1);
+}
+
+TEST_F(Stop, EveryOtherStatusIsFailed) {
+  for (const auto status : {AVAssetWriterStatusUnknown, AVAssetWriterStatusWriting,
+                            AVAssetWriterStatusFailed, AVAssetWriterStatusCancelled}) {
+    useScriptedWriter();
+    recorder->setFilename("a.mp4");
+    writer->currentStatus = AVAssetWriterStatusWriting;
+    recorder->stop();
+    writer->complete(status);
+  }
+  EXPECT_EQ(countOf(recordLine("failed")), 4);
+  EXPECT_EQ(delegate->filesDone(), 4);
+}
+
+TEST_F(Stop, WriterThatIsGoneCountsAsFailed) {
+  useScriptedWriter();
+  recorder->stop();
+  auto handlers = std::move(writer->finishHandlers);
+  recorder->setWriter(nullptr);
+  writer.reset();
+  handlers.at(0)();
+  EXPECT_EQ(countOf(recordLine("failed")), 1);
+}
+
+TEST_F(Stop, CarriesTheNameOfItsMoment) {
+  useScriptedWriter();
+  recorder->setFilename("then.mp4");
+  recorder->stop();
+  recorder->setFilename("later.mp4");
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_EQ(countOf(line(" Record then.mp4 - done")), 1);
+}
+
+TEST_F(Stop, AbsentNamePrintsAsNull) {
+  useScriptedWriter();
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_EQ(countOf(line(" Record (null) - done")), 1);
+}
+
+TEST_F(Stop, QuotaRunsBeforeTheLineWithTheLimitOfThatMoment) {
+  useScriptedWriter();
+  recorder->setFilename("new_1.mp4");
+  recorder->setFileNamePrefix("old");
+  const std::string victim = folder / "old.mp4";
+  std::ofstream(victim) << std::string(2'000'000, 'x');
+  recorder->stop();
+  recorder->setFolderLimitSize(1);
+  bool victimWasGone = false;
+  struct Watcher : VXVideoRecorderDelegate {
+    std::function<void()> onLine;
+    void writeLog(const std::string&, std::int32_t) override { onLine(); }
+  };
+  auto watcher = std::make_shared<Watcher>();
+  watcher->onLine = [&] { victimWasGone = !std::filesystem::exists(victim); };
+  recorder->delegate = watcher;
+  writer->complete(AVAssetWriterStatusFailed);
+  EXPECT_TRUE(victimWasGone);
+}
+
+TEST_F(Stop, WithoutQuotaNothingIsDeleted) {
+  useScriptedWriter();
+  recorder->setFilename("new_1.mp4");
+  recorder->setFileNamePrefix("old");
+  const std::string other = folder / "old.mp4";
+  std::ofstream(other) << "x";
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(std::filesystem::exists(other));
+}
+
+TEST_F(Stop, RecorderLivesUntilTheFinishStepHasRun) {
+  useScriptedWriter();
+  recorder->setFilename("a.mp4");
+  recorder->stop();
+  std::weak_ptr<VXVideoRecorder> weak = recorder;
+  recorder.reset();
+  EXPECT_FALSE(weak.expired());
+  writer->raisesOnFinish = NSException(NSInternalInconsistencyException, "finished");
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(delegate->filesDone(), 1);
+}
+
+struct GuardedStep {
+  const char* name;
+  std::function<void(ScriptedWriter&, ScriptedInput&, NSException)> raise;
+  bool writingAfterwards;
+  std::vector<std::string> calls;
+};
+
+class StopRaises : public Stop, public testing::WithParamInterface<GuardedStep> {};
+
+TEST_P(StopRaises, AndTheRestIsSkipped) {
+  useScriptedWriter();
+  recorder->setWriting(true);
+  GetParam().raise(*writer, *input, NSException(NSInternalInconsistencyException, "out of order"));
+  recorder->stop();
+  EXPECT_THAT(writer->calls, testing::ElementsAreArray(GetParam().calls));
+  EXPECT_EQ(recorder->writing(), GetParam().writingAfterwards);
+  ASSERT_EQ(delegate->lines().size(), 1u);
+  EXPECT_THAT(messages()[0], StartsWith(line(" exception : out of order. (\n    \"")));
+  EXPECT_THAT(messages()[0], testing::EndsWith("\n)"));
+  EXPECT_EQ(delegate->lines()[0].level, 2);
+  EXPECT_TRUE(writer->finishHandlers.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, StopRaises,
+    testing::Values(
+        GuardedStep{"markAsFinished",
+                    [](ScriptedWriter&, ScriptedInput& i, NSException e) { i.raisesOnFinish = e; },
+                    true,
+                    {"markAsFinished"}},
+        GuardedStep{
+            "endSession",
+            [](ScriptedWriter& w, ScriptedInput&, NSException e) { w.raisesOnEndSession = e; },
+            true,
+            {"markAsFinished", "endSession"}},
+        GuardedStep{"finishWriting",
+                    [](ScriptedWriter& w, ScriptedInput&, NSException e) { w.raisesOnFinish = e; },
+                    false,
+                    {"markAsFinished", "endSession", "finishWriting"}}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST_F(Stop, OtherExceptionsPass) {
+  useScriptedWriter();
+  appendAt(0);
+  input->onAppend = [](CMSampleBufferRef) { throw std::runtime_error("not the platform's"); };
+  EXPECT_THROW(recorder->stop(), std::runtime_error);
+  input->onAppend = nullptr;
+}
+
+TEST_F(Stop, PreparedWriterThatNeverStartedIsLoggedAsException) {
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  recorder->stop();
+  ASSERT_EQ(delegate->lines().size(), 1u);
+  EXPECT_THAT(messages()[0], HasSubstr(" exception : "));
+  EXPECT_EQ(delegate->filesDone(), 0);
+}
+
+TEST_F(Stop, SecondStopIsLoggedAsExceptionAndAnnouncedOnce) {
+  appendAt(0);
+  recorder->stop();
+  recorder->stop();
+  ASSERT_TRUE(delegate->waitForFilesDone());
+  recorder->stop();
+  EXPECT_EQ(delegate->filesDone(), 1);
+  EXPECT_EQ(countOf(recordLine("done")), 1);
+  int exceptions = 0;
+  for (const std::string& message : messages()) {
+    exceptions += message.find(" exception : ") != std::string::npos;
+  }
+  EXPECT_EQ(exceptions, 2);
+}
+
+TEST_F(Stop, FramesAfterStopAreRefusedWithTheirLine) {
+  appendAt(0);
+  recorder->stop();
+  ASSERT_TRUE(delegate->waitForFilesDone());
+  appendAt(40);
+  EXPECT_EQ(countOf(line(" appendVideoSample - sample not appended; readyForMoreMediaData = 0, "
+                         "status = 2")),
+            1);
+}
+
+TEST_F(Stop, DelegateMayLeaveOutTheNotice) {
+  useScriptedWriter();
+  recorder->setFilename("a.mp4");
+  struct LinesOnly : VXVideoRecorderDelegate {
+    std::vector<std::string> lines;
+    void writeLog(const std::string& message, std::int32_t) override { lines.push_back(message); }
+  };
+  auto linesOnly = std::make_shared<LinesOnly>();
+  recorder->delegate = linesOnly;
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_THAT(linesOnly->lines, ElementsAre(recordLine("done")));
+}
+
+TEST_F(Stop, PauseOnlySetsTheFlag) {
+  recorder->pause();
+  EXPECT_TRUE(peer.pause());
+  EXPECT_TRUE(delegate->lines().empty());
+  EXPECT_EQ(recorder->writer(), nullptr);
+}
+
+TEST_F(Stop, DestroyingAnIdleRecorderSaysNothing) {
+  recorder.reset();
+  EXPECT_TRUE(delegate->lines().empty());
+  EXPECT_EQ(delegate.use_count(), 1);
+}
+
+TEST_F(Stop, DestructionFinishesTheFileWithoutAWordToTheDelegate) {
+  useScriptedWriter();
+  recorder->setFilename("new_1.mp4");
+  recorder->setFileNamePrefix("old");
+  recorder->setFolderLimitSize(1);
+  const std::string victim = folder / "old.mp4";
+  std::ofstream(victim) << std::string(2'000'000, 'x');
+  appendAt(0);
+  recorder.reset();
+  EXPECT_EQ(delegate.use_count(), 1);
+  const auto linesBefore = delegate->lines().size();
+  ASSERT_EQ(writer->finishHandlers.size(), 1u);
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_EQ(delegate->lines().size(), linesBefore);
+  EXPECT_EQ(delegate->filesDone(), 0);
+  EXPECT_FALSE(std::filesystem::exists(victim)) << "the quota is kept all the same";
+}
+
+}  // namespace

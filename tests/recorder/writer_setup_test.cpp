@@ -1,0 +1,150 @@
+// Writer set-up, start and status report.
+#include "support/recorder_fixture.h"
+
+using namespace vx;
+
+namespace {
+
+using WriterSetup = RecorderTest;
+
+std::vector<std::string> keysOf(const NSDictionary& dictionary) { return dictionary.allKeys(); }
+
+TEST_F(WriterSetup, VideoSettingsHaveTheirKeysInOrder) {
+  const NSDictionary settings = peer.videoSettings(CGSizeMake(1366, 767));
+  EXPECT_THAT(keysOf(settings),
+              testing::ElementsAre(AVVideoCodecKey, AVVideoWidthKey, AVVideoHeightKey,
+                                   AVVideoScalingModeKey, AVVideoCompressionPropertiesKey));
+  EXPECT_EQ(*settings.objectForKey(AVVideoCodecKey), Object(AVVideoCodecH264));
+  EXPECT_EQ(*settings.objectForKey(AVVideoScalingModeKey), Object(AVVideoScalingModeResizeAspect));
+}
+
+TEST_F(WriterSetup, VideoSizeIsKeptAsFloatingPoint) {
+  const NSDictionary settings = peer.videoSettings(CGSizeMake(1366, 767));
+  const NSNumber width = *settings.objectForKey(AVVideoWidthKey)->number();
+  const NSNumber height = *settings.objectForKey(AVVideoHeightKey)->number();
+  EXPECT_EQ(width.kind(), NSNumber::Kind::real);
+  EXPECT_EQ(width.doubleValue(), 1366.0);
+  EXPECT_EQ(height.kind(), NSNumber::Kind::real);
+  EXPECT_EQ(height.doubleValue(), 767.0);
+}
+
+TEST_F(WriterSetup, CompressionIsTheSameForEverySize) {
+  for (const CGSize size : {CGSizeMake(1, 1), CGSizeMake(7680, 4320)}) {
+    const NSDictionary settings = peer.videoSettings(size);
+    const NSDictionary& compression =
+        *settings.objectForKey(AVVideoCompressionPropertiesKey)->dictionary();
+    EXPECT_THAT(keysOf(compression),
+                testing::ElementsAre(AVVideoAverageBitRateKey, AVVideoMaxKeyFrameIntervalKey,
+                                     AVVideoExpectedSourceFrameRateKey, AVVideoProfileLevelKey));
+    EXPECT_EQ(*compression.objectForKey(AVVideoAverageBitRateKey), Object(10485760));
+    EXPECT_EQ(*compression.objectForKey(AVVideoMaxKeyFrameIntervalKey), Object(30));
+    EXPECT_EQ(*compression.objectForKey(AVVideoExpectedSourceFrameRateKey), Object(30));
+    EXPECT_EQ(*compression.objectForKey(AVVideoProfileLevelKey),
+              Object(AVVideoProfileLevelH264HighAutoLevel));
+    EXPECT_EQ(compression.objectForKey(AVVideoAverageBitRateKey)->number()->kind(),
+              NSNumber::Kind::signedInteger);
+  }
+}
+
+TEST_F(WriterSetup, AudioHintTellsOnlyCodingRateAndObjectType) {
+  const CMAudioFormatDescriptionRef hint = peer.makeAudioFormatDescription();
+  ASSERT_NE(hint, nullptr);
+  AudioStreamBasicDescription expected;
+  expected.mSampleRate = 44100.0;
+  expected.mFormatID = 0x61616320;
+  expected.mFormatFlags = 1;
+  EXPECT_EQ(*CMAudioFormatDescriptionGetStreamBasicDescription(hint), expected);
+  std::size_t cookieSize = 1;
+  CMAudioFormatDescriptionGetMagicCookie(hint, &cookieSize);
+  EXPECT_EQ(cookieSize, 0u);
+  CFRelease(hint);
+}
+
+TEST_F(WriterSetup, AudioInputIsMadeOnceAndAddedToTheWriter) {
+  recorder->setWriter(writer);
+  peer.prepareAudioWriter();
+  const auto first = recorder->audioWriterInput();
+  ASSERT_NE(first, nullptr);
+  EXPECT_TRUE(first->expectsMediaDataInRealTime());
+  EXPECT_EQ(first->outputSettings(), std::nullopt);
+  EXPECT_NE(first->sourceFormatHint(), nullptr);
+  peer.prepareAudioWriter();
+  EXPECT_EQ(recorder->audioWriterInput(), first);
+  EXPECT_THAT(writer->inputs, testing::ElementsAre(first));
+}
+
+TEST_F(WriterSetup, StartResetsTheFlagsAndLogs) {
+  writer->currentStatus = AVAssetWriterStatusUnknown;
+  recorder->setWriter(writer);
+  recorder->setStartedSession(true);
+  recorder->setFirstVideoFrameTime(CMTimeMake(1, 1000));
+  peer.startWriting();
+  EXPECT_FALSE(recorder->startedSession());
+  EXPECT_TRUE(recorder->firstAudioBuffer());
+  EXPECT_TRUE(recorder->firstVideoBuffer());
+  EXPECT_EQ(CMTimeCompare(recorder->firstVideoFrameTime(), kCMTimeInvalid), 0);
+  EXPECT_TRUE(recorder->writing());
+  EXPECT_THAT(delegate->lines(), testing::ElementsAre(RememberingDelegate::Line{
+                                     line(" Started writing video file."), 2}));
+}
+
+TEST_F(WriterSetup, StartOfWritingWriterChangesNothing) {
+  recorder->setWriter(writer);
+  recorder->setStartedSession(true);
+  peer.startWriting();
+  EXPECT_TRUE(recorder->startedSession());
+  EXPECT_FALSE(recorder->writing());
+  EXPECT_TRUE(writer->calls.empty());
+  EXPECT_TRUE(delegate->lines().empty());
+}
+
+TEST_F(WriterSetup, RefusedStartIsLoggedWithTheStatus) {
+  writer->currentStatus = AVAssetWriterStatusFailed;
+  writer->currentError = NSError("Domain", -7, "why");
+  writer->starts = false;
+  recorder->setWriter(writer);
+  peer.startWriting();
+  EXPECT_TRUE(recorder->writing());
+  EXPECT_THAT(delegate->lines(),
+              testing::ElementsAre(RememberingDelegate::Line{line(" Error in startWriting"), 2},
+                                   RememberingDelegate::Line{
+                                       line(" AVAssetWriter status: AVAssetWriterStatusFailed (3)\n"
+                                            "Error Domain=Domain Code=-7 \"why\""),
+                                       2}));
+}
+
+struct StatusText {
+  std::int64_t status;
+  const char* text;
+};
+
+class WriterStatusText : public RecorderTest, public testing::WithParamInterface<StatusText> {};
+
+TEST_P(WriterStatusText, IsReported) {
+  writer->currentStatus = static_cast<AVAssetWriterStatus>(GetParam().status);
+  recorder->setWriter(writer);
+  peer.logWriterStatus();
+  EXPECT_THAT(delegate->lines(),
+              testing::ElementsAre(RememberingDelegate::Line{
+                  line(std::string(" AVAssetWriter status: ") + GetParam().text), 2}));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, WriterStatusText,
+                         testing::Values(StatusText{0, "AVAssetWriterStatusUnknown (0)"},
+                                         StatusText{1, "AVAssetWriterStatusWriting (1)"},
+                                         StatusText{2, "AVAssetWriterStatusCompleted (2)"},
+                                         StatusText{3, "AVAssetWriterStatusFailed (3)\n(null)"},
+                                         StatusText{4, "AVAssetWriterStatusCancelled (4)"},
+                                         StatusText{5, ""}));
+
+TEST_F(WriterSetup, StatusWithoutWriterIsUnknown) {
+  peer.logWriterStatus();
+  EXPECT_EQ(countOf(line(" AVAssetWriter status: AVAssetWriterStatusUnknown (0)")), 1);
+}
+
+TEST_F(WriterSetup, PresentationTimeIsNotLogged) {
+  peer.logPresentationTime(nullptr, "Video Sample");
+  EXPECT_TRUE(delegate->lines().empty());
+}
+
+}  // namespace
