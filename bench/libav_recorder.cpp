@@ -79,7 +79,7 @@ Owned<AVFormatContext> openMuxer(const AVCodecContext& encoder, const std::strin
   return opened ? std::move(muxer) : nullptr;
 }
 
-void copyInto(AVFrame& frame, const MovingPicture& picture, const std::uint8_t* source) {
+void copyInto(AVFrame& frame, const std::uint8_t* source) {
   for (int plane = 0; plane < 3; ++plane) {
     const int width = plane == 0 ? frame.width : frame.width / 2;
     const int height = plane == 0 ? frame.height : frame.height / 2;
@@ -88,7 +88,6 @@ void copyInto(AVFrame& frame, const MovingPicture& picture, const std::uint8_t* 
                   source, static_cast<std::size_t>(width));
     }
   }
-  (void)picture;
 }
 
 bool drain(AVCodecContext& encoder, AVFormatContext& muxer, AVPacket& packet) {
@@ -105,6 +104,7 @@ bool drain(AVCodecContext& encoder, AVFormatContext& muxer, AVPacket& packet) {
 }  // namespace
 
 bool recordWithLibav(const MovingPicture& picture, std::size_t frames, const std::string& path) {
+  av_log_set_level(AV_LOG_ERROR);
   Owned<AVCodecContext> encoder = openEncoder(picture);
   if (!encoder || !picture.isPlanar()) {
     return false;
@@ -123,7 +123,7 @@ bool recordWithLibav(const MovingPicture& picture, std::size_t frames, const std
     if (av_frame_get_buffer(frame.get(), 0) < 0) {
       return false;
     }
-    copyInto(*frame, picture, picture.frame(i).data());
+    copyInto(*frame, picture.frame(i).data());
     if (avcodec_send_frame(encoder.get(), frame.get()) < 0 || !drain(*encoder, *muxer, *packet)) {
       return false;
     }
