@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 using namespace vx;
 using testing::ElementsAre;
 
@@ -87,6 +89,21 @@ TEST(NSMutableDictionary, DoesNotChangeCopiesMadeBefore) {
   EXPECT_EQ(before, NSDictionary({{"a", 1}}));
   dictionary.removeObjectForKey("a");
   EXPECT_EQ(before.count(), 1u);
+}
+
+TEST(NSMutableDictionary, MayBeChangedWhileAnotherThreadReadsCopiesAndLetsThemGo) {
+  constexpr int kRounds = 200;
+  NSMutableDictionary dictionary{{"a", -1}};
+  for (int round = 0; round < kRounds; ++round) {
+    const int expected = round - 1;
+    std::thread reader([expected, copy = NSDictionary(dictionary)]() mutable {
+      EXPECT_EQ(*copy.objectForKey("a"), Object(expected));
+      copy = {};
+    });
+    dictionary.setObject(round, "a");
+    reader.join();
+  }
+  EXPECT_EQ(*dictionary.objectForKey("a"), Object(kRounds - 1));
 }
 
 TEST(NSMutableDictionary, MayHoldACopyOfItself) {
