@@ -217,4 +217,22 @@ std::vector<std::span<const std::uint8_t>> accessUnitsInAdts(std::span<const std
   return units;
 }
 
+void completeFromAdts(std::span<const std::uint8_t> block, AudioStreamBasicDescription& stream) {
+  if (!adtsFrameAt(block)) {
+    return;
+  }
+  const std::uint32_t objectType = (block[2] >> 6) + 1u;
+  const std::uint32_t rateIndex = block[2] >> 2 & 15u;
+  const std::uint32_t configuration = (block[2] & 1u) << 2 | block[3] >> 6;
+  if (stream.mFormatFlags == 0) {
+    stream.mFormatFlags = objectType;
+  }
+  if (stream.mSampleRate < 1 && rateIndex < kSampleRates.size()) {
+    stream.mSampleRate = kSampleRates[rateIndex];
+  }
+  if (stream.mChannelsPerFrame == 0) {
+    stream.mChannelsPerFrame = kChannels[configuration];
+  }
+}
+
 }  // namespace vx::aac

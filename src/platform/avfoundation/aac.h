@@ -41,4 +41,8 @@ std::optional<AdtsFrame> adtsFrameAt(std::span<const std::uint8_t> bytes);
 /// made of whole ADTS frames from its first byte to its last.
 std::vector<std::span<const std::uint8_t>> accessUnitsInAdts(std::span<const std::uint8_t> block);
 
+/// Fills in what the stream description leaves open (0) from the first ADTS header of `block`, if
+/// it begins with one: rate, channels and object type.
+void completeFromAdts(std::span<const std::uint8_t> block, AudioStreamBasicDescription& stream);
+
 }  // namespace vx::aac

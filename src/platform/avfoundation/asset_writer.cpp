@@ -78,7 +78,7 @@ Status FileAssetWriter::start() {
   if (Status status = readVideoSettings(*_video->outputSettings(), settings); !status) {
     return status;
   }
-  return _core->start(settings, _video->transform());
+  return _core->start(settings, _video->transform(), _audio != nullptr);
 }
 
 void FileAssetWriter::startSessionAtSourceTime(CMTime startTime) {

@@ -132,4 +132,20 @@ bool VideoInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeou
   return _core && !_markedAsFinished && _core->waitForRoom(timeout);
 }
 
+// ---- AudioInput ----------------------------------------------------------------------------
+
+bool AudioInput::isReadyForMoreMediaData() const {
+  return _core && !_markedAsFinished && _core->hasRoomForAudio();
+}
+
+bool AudioInput::appendSampleBuffer(CMSampleBufferRef sampleBuffer) {
+  CodedAudio audio;
+  return mayAppend() && sampleBuffer && _core->hasRoomForAudio() &&
+         _reader.read(sampleBuffer, _sessionStart, audio) && _core->append(std::move(audio));
+}
+
+bool AudioInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) {
+  return _core && !_markedAsFinished && _core->waitForRoomForAudio(timeout);
+}
+
 }  // namespace vx

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "VXVideoRecorder/platform/AVFoundation.h"
+#include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/writer_core.h"
 
 namespace vx {
@@ -46,6 +47,12 @@ class VideoInput final : public QueueingInput {
 class AudioInput final : public QueueingInput {
  public:
   using QueueingInput::QueueingInput;
+  bool isReadyForMoreMediaData() const override;
+  bool appendSampleBuffer(CMSampleBufferRef sampleBuffer) override;
+  bool waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) override;
+
+ private:
+  AudioReader _reader;
 };
 
 }  // namespace vx

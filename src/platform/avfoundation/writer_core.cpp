@@ -69,9 +69,11 @@ WriterCore::~WriterCore() = default;
 
 // ---- the caller's side ---------------------------------------------------------------------
 
-Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTransform& transform) {
+Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTransform& transform,
+                         bool withAudio) {
   _settings = settings;
   _transform = transform;
+  _withAudio = withAudio;
   if (Status status = guarded([&] { return _parts.createFile(_path, _file); }); !status) {
     fail(status.error());
     return status;
@@ -132,6 +134,19 @@ bool WriterCore::waitForRoom(std::chrono::milliseconds timeout) {
 }
 
 void WriterCore::endOfPictures() { _pictures.close(); }
+
+bool WriterCore::hasRoomForAudio() const {
+  return status() == AVAssetWriterStatusWriting && _coded.hasRoom();
+}
+
+bool WriterCore::append(CodedAudio audio) {
+  const std::size_t bytes = audio.bytes();
+  return _coded.tryPush(std::move(audio), bytes);
+}
+
+bool WriterCore::waitForRoomForAudio(std::chrono::milliseconds timeout) {
+  return _coded.waitForRoom(timeout) && status() == AVAssetWriterStatusWriting;
+}
 
 void WriterCore::finish(std::optional<std::int64_t> sessionEndMs, FinishHandler handler) {
   outstanding_work::begin();
@@ -274,9 +289,46 @@ std::optional<WriterCore::CodedItem> WriterCore::nextItem() {
 
 Status WriterCore::write(const CodedItem& item) {
   if (const auto* track = std::get_if<mp4::VideoTrackDescription>(&item)) {
-    return _file->begin(*track, false);
+    return begin(*track);
+  }
+  if (const auto* audio = std::get_if<CodedAudio>(&item)) {
+    if (!_begun) {
+      // The encoder is still being opened; the file's head needs its parameter sets.
+      _audioBeforeHead.push_back(*audio);
+      return Status::success();
+    }
+    return writeAudio(*audio);
   }
   return writePicture(std::get<CodedPicture>(item));
+}
+
+Status WriterCore::begin(const mp4::VideoTrackDescription& track) {
+  if (Status status = _file->begin(track, _withAudio); !status) {
+    return status;
+  }
+  _begun = true;
+  for (const CodedAudio& audio : std::exchange(_audioBeforeHead, {})) {
+    if (Status status = writeAudio(audio); !status) {
+      return status;
+    }
+  }
+  return Status::success();
+}
+
+Status WriterCore::writeAudio(const CodedAudio& audio) {
+  if (audio.track) {
+    if (Status status = _file->declareAudio(*audio.track); !status) {
+      return status;
+    }
+  }
+  for (const CodedAudioUnit& unit : audio.units) {
+    const mp4::CodedSample sample{unit.bytes, unit.time, unit.duration, true};
+    if (Status status = _file->appendAudio(sample); !status) {
+      return status;
+    }
+  }
+  noteUncommitted();
+  return Status::success();
 }
 
 Status WriterCore::writePicture(const CodedPicture& picture) {
@@ -285,15 +337,19 @@ Status WriterCore::writePicture(const CodedPicture& picture) {
   if (Status status = _file->appendVideo(sample); !status) {
     return status;
   }
-  if (!_commitDue) {
-    _commitDue = Clock::now() + kCommitInterval;
-  }
+  noteUncommitted();
   if (!_firstPictureWritten) {
     // The first key frame is published at once: from here on the file opens.
     _firstPictureWritten = true;
     return commit();
   }
   return Status::success();
+}
+
+void WriterCore::noteUncommitted() {
+  if (!_commitDue) {
+    _commitDue = Clock::now() + kCommitInterval;
+  }
 }
 
 // By the clock and not by the next sample: a still screen is committed too.

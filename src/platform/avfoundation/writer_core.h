@@ -1,12 +1,14 @@
 // The engine of an asset writer: one thread codes pictures, one writes the file.
 //
 //   host's thread --pictures--> coding thread --coded samples--> writing thread --> RecordingFile
+//              \\--------------- coded audio ----------------/
 //
 // Both queues are bounded. A slow disk fills the second, then the first, and then the input is no
 // longer ready: memory stays bounded and the host never waits.
 #pragma once
 
 #include "VXVideoRecorder/platform/AVFoundation.h"
+#include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
 #include "platform/avfoundation/mp4/recording_file.h"
 #include "platform/avfoundation/video_settings.h"
@@ -58,7 +60,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   ~WriterCore();
 
   /// Creates the file and starts both threads.
-  Status start(const VideoTrackSettings& settings, const CGAffineTransform& transform);
+  Status start(const VideoTrackSettings& settings, const CGAffineTransform& transform,
+               bool withAudio);
   /// Remembers the error, stops taking samples and lets the file be finished with what it has.
   /// Only the first error counts. Thread: any.
   void fail(const NSError& error);
@@ -72,6 +75,10 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   bool waitForRoom(std::chrono::milliseconds timeout);
   void endOfPictures();
 
+  bool hasRoomForAudio() const;  ///< thread: any
+  bool append(CodedAudio audio);
+  bool waitForRoomForAudio(std::chrono::milliseconds timeout);
+
   /// Completes the file and calls `handler` on the writing thread, whatever the status then is.
   void finish(std::optional<std::int64_t> sessionEndMs, FinishHandler handler);
   /// Raises what the wrong order of calls deserves: `operation` is for a writer that was started
@@ -81,7 +88,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   void abandon();
 
  private:
-  using CodedItem = std::variant<mp4::VideoTrackDescription, CodedPicture>;
+  using CodedItem = std::variant<mp4::VideoTrackDescription, CodedPicture, CodedAudio>;
   using Clock = std::chrono::steady_clock;
 
   // The coding thread.
@@ -94,7 +101,10 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   void writeCodedItems();
   std::optional<CodedItem> nextItem();
   Status write(const CodedItem& item);
+  Status begin(const mp4::VideoTrackDescription& track);
   Status writePicture(const CodedPicture& picture);
+  Status writeAudio(const CodedAudio& audio);
+  void noteUncommitted();
   Status commitIfDue();
   Status commit();
   void finishAfterFailure();
@@ -107,6 +117,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   const WriterParts _parts;
   VideoTrackSettings _settings;  // set before the threads start
   CGAffineTransform _transform;  // likewise
+  bool _withAudio = false;       // likewise
 
   BoundedQueue<QueuedPicture> _pictures;
   BoundedQueue<CodedItem> _coded;
@@ -125,6 +136,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
 
   // The writing thread's.
   std::unique_ptr<mp4::RecordingFile> _file;
+  bool _begun = false;
+  std::vector<CodedAudio> _audioBeforeHead;
   bool _firstPictureWritten = false;
   std::optional<Clock::time_point> _commitDue;
 };

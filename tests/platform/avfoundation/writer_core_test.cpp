@@ -134,7 +134,7 @@ class WriterCoreTest : public testing::Test {
     core = std::make_shared<WriterCore>("unused.mp4", parts);
     VideoTrackSettings settings;
     settings.width = settings.height = 16;
-    ASSERT_TRUE(core->start(settings, CGAffineTransformIdentity).ok());
+    ASSERT_TRUE(core->start(settings, CGAffineTransformIdentity, true).ok());
     started = true;
   }
 

@@ -106,6 +106,12 @@ TrackTimes videoTimes(const FinishedMovie& movie) {
   return times;
 }
 
+// What is trimmed leaves silence in its place: the rest is heard at the times its samples carry, in
+// step with the pictures.
+std::int64_t heardFrom(const AudioTrackDescription& audio, std::int64_t startTime) {
+  return startTime + audio.trimAtStart;
+}
+
 std::vector<Edit> audioEdits(std::uint64_t emptyDuration, std::uint64_t playedDuration,
                              std::uint32_t trim) {
   std::vector<Edit> edits;
@@ -125,7 +131,7 @@ TrackTimes audioTimes(const FinishedMovie& movie, std::uint64_t videoEnd) {
   TrackTimes times{
       movie.creationTime, movie.modificationTime, mediaDuration(movie.audioTrack), 0, {}};
   const auto empty = static_cast<std::uint64_t>(
-      rescale(movie.audioTrack.startTime, audio.sampleRate, kMovieTimescale));
+      rescale(heardFrom(audio, movie.audioTrack.startTime), audio.sampleRate, kMovieTimescale));
   const std::uint64_t audible =
       times.mediaDuration - std::min<std::uint64_t>(times.mediaDuration, audio.trimAtStart);
   auto played = static_cast<std::uint64_t>(
@@ -188,8 +194,8 @@ Status buildReservedAudioBoxes(const AudioTrackDescription& audio, std::int64_t 
                                std::uint64_t creationTime, ReservedAudioBoxes& boxes) {
   const SampleIndex noSamples;
   TrackTimes times{creationTime, creationTime, 0, 0, {}};
-  const auto empty =
-      static_cast<std::uint64_t>(rescale(startTime, audio.sampleRate, kMovieTimescale));
+  const auto empty = static_cast<std::uint64_t>(
+      rescale(heardFrom(audio, startTime), audio.sampleRate, kMovieTimescale));
   // A duration of 0 stands for all that the fragments will bring.
   if (empty > 0 || audio.trimAtStart > 0) times.edits = audioEdits(empty, 0, audio.trimAtStart);
 
