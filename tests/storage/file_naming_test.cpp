@@ -1,0 +1,190 @@
+// The recorder's choice of its file.
+#include "VXVideoRecorder/VXVideoRecorder.h"
+#include "support/recorder_peer.h"
+#include "support/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class FileNaming : public testing::Test {
+ protected:
+  std::string outputPath() {
+    const std::optional<vx::NSURL> url = VXVideoRecorderPeer(*recorder).outputFileURL();
+    return url ? url->path() : "(absent)";
+  }
+
+  TemporaryFolder home;
+  ScopedEnvironment homeVariable{"HOME", home.path().c_str()};
+  ScopedEnvironment configuration{"XDG_CONFIG_HOME", nullptr};
+  TemporaryFolder storage;
+  std::shared_ptr<RememberingDelegate> delegate = std::make_shared<RememberingDelegate>();
+  std::shared_ptr<VXVideoRecorder> recorder = VXVideoRecorder::initWithDelegate(delegate);
+};
+
+TEST_F(FileNaming, IsDisplayOneInTheDefaultFolderAtFirst) {
+  EXPECT_EQ(outputPath(), home / "Documents/Ondrel Works/Display_1.mp4");
+  EXPECT_TRUE(fs::is_directory(home / "Documents/Ondrel Works"));
+  EXPECT_FALSE(home.has("Documents/Ondrel Works/Display_1.mp4"));
+}
+
+TEST_F(FileNaming, FollowsTheUsersDocumentsFolder) {
+  home.makeFolder(".config");
+  std::ofstream(home / ".config/user-dirs.dirs") << "XDG_DOCUMENTS_DIR=\"$HOME/Texte\"\n";
+  EXPECT_EQ(outputPath(), home / "Texte/Ondrel Works/Display_1.mp4");
+}
+
+TEST_F(FileNaming, PutsTheFileStraightIntoTheStorageFolder) {
+  recorder->setStoragePath(storage.path());
+  EXPECT_EQ(outputPath(), storage / "Display_1.mp4");
+  EXPECT_FALSE(storage.has("Ondrel Works"));
+  EXPECT_FALSE(home.has("Documents"));
+}
+
+TEST_F(FileNaming, MakesAllMissingParentsOfTheStorageFolder) {
+  recorder->setStoragePath(storage / "a/b/c");
+  EXPECT_EQ(outputPath(), storage / "a/b/c/Display_1.mp4");
+  EXPECT_TRUE(fs::is_directory(storage / "a/b/c"));
+}
+
+TEST_F(FileNaming, PrintsTheIndexAsASignedNumber) {
+  recorder->setStoragePath(storage.path());
+  recorder->setIndex(0);
+  EXPECT_EQ(outputPath(), storage / "Display_0.mp4");
+  recorder->setFilename(std::nullopt);
+  recorder->setIndex(4294967295);
+  EXPECT_EQ(outputPath(), storage / "Display_-1.mp4");
+}
+
+TEST_F(FileNaming, KeepsTheNameOnceMade) {
+  recorder->setStoragePath(storage.path());
+  outputPath();
+  EXPECT_EQ(recorder->filename(), "Display_1.mp4");
+  recorder->setIndex(7);
+  EXPECT_EQ(outputPath(), storage / "Display_1.mp4");
+}
+
+TEST_F(FileNaming, UsesAHostsNameUnchanged) {
+  recorder->setStoragePath(storage.path());
+  recorder->setFilename("Büro: no extension");
+  EXPECT_EQ(outputPath(), storage / "Büro: no extension");
+  EXPECT_EQ(recorder->filename(), "Büro: no extension");
+}
+
+TEST_F(FileNaming, TakesANameWithFoldersAndMakesNone) {
+  recorder->setStoragePath(storage.path());
+  recorder->setFilename("sub/meeting.mp4");
+  EXPECT_EQ(outputPath(), storage / "sub/meeting.mp4");
+  EXPECT_FALSE(storage.has("sub"));
+}
+
+TEST_F(FileNaming, DeletesAnEarlierRecording) {
+  storage.makeFile("Display_1.mp4", 100);
+  recorder->setStoragePath(storage.path());
+  outputPath();
+  EXPECT_FALSE(storage.has("Display_1.mp4"));
+}
+
+TEST_F(FileNaming, DeletesAFolderThatStandsInTheWay) {
+  storage.makeFolder("Display_1.mp4/sub");
+  recorder->setStoragePath(storage.path());
+  outputPath();
+  EXPECT_FALSE(storage.has("Display_1.mp4"));
+}
+
+TEST_F(FileNaming, DeletesALinkInTheWayAndNotWhatItNames) {
+  home.makeFile("film.mp4", 10);
+  fs::create_symlink(home / "film.mp4", storage / "Display_1.mp4");
+  recorder->setStoragePath(storage.path());
+  outputPath();
+  EXPECT_FALSE(storage.has("Display_1.mp4"));
+  EXPECT_TRUE(home.has("film.mp4"));
+}
+
+TEST_F(FileNaming, LeavesAReaderOfTheEarlierRecordingItsContents) {
+  std::ofstream(storage / "Display_1.mp4") << "earlier";
+  std::ifstream reader(storage / "Display_1.mp4");
+  recorder->setStoragePath(storage.path());
+  outputPath();
+  std::string text;
+  reader >> text;
+  EXPECT_EQ(text, "earlier");
+}
+
+TEST_F(FileNaming, NeverDeletesTheStorageFolderItself) {
+  storage.makeFile("old.mp4");
+  recorder->setStoragePath(storage.path());
+  for (const char* name : {"", ".", "/", "sub/../.."}) {
+    recorder->setFilename(name);
+    outputPath();
+    EXPECT_TRUE(storage.has("old.mp4")) << name;
+  }
+}
+
+TEST_F(FileNaming, FallsBackToTheDocumentsFolderItselfWithALineInTheSystemLog) {
+  storage.makeFile("file");
+  recorder->setStoragePath(storage / "file/below");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(outputPath(), home / "Documents/Display_1.mp4");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Error Domain="));
+  EXPECT_FALSE(home.has("Documents"));
+  EXPECT_THAT(delegate->lines(), testing::IsEmpty());
+}
+
+TEST_F(FileNaming, TakesAnEmptyStorageFolderAsSet) {
+  recorder->setStoragePath("");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(outputPath(), home / "Documents/Display_1.mp4");
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(FileNaming, KeepsAStorageFolderThatTurnsOutToBeAFile) {
+  storage.makeFile("file");
+  recorder->setStoragePath(storage / "file");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(outputPath(), storage / "file/Display_1.mp4");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_TRUE(storage.has("file"));
+}
+
+TEST_F(FileNaming, ClearsThePathInTheFolderThatItFellBackTo) {
+  home.makeFolder("Documents");
+  home.makeFile("Documents/Display_1.mp4");
+  recorder->setStoragePath("");
+  testing::internal::CaptureStderr();
+  outputPath();
+  testing::internal::GetCapturedStderr();
+  EXPECT_FALSE(home.has("Documents/Display_1.mp4"));
+}
+
+TEST_F(FileNaming, MakesARelativeStorageFolderAbsoluteInTheURL) {
+  const fs::path before = fs::current_path();
+  fs::current_path(storage.path());
+  recorder->setStoragePath("relative");
+  EXPECT_EQ(outputPath(), fs::canonical(storage.path()).string() + "/relative/Display_1.mp4");
+  fs::current_path(before);
+}
+
+TEST(Quota, IsAppliedWithTheRecordersOwnValues) {
+  const TemporaryFolder folder;
+  folder.makeFile("now.mp4", 2000000);
+  folder.makeFile("rec1.mp4", 1);
+  const auto recorder = VXVideoRecorder::initWithDelegate(nullptr);
+  VXVideoRecorderPeer peer(*recorder);
+  recorder->setStoragePath(folder.path());
+  recorder->setFileNamePrefix("rec");
+  peer.checkFolderSizeAndDeleteFile("now.mp4");
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+  recorder->setFolderLimitSize(1);
+  peer.checkFolderSizeAndDeleteFile("now.mp4");
+  EXPECT_FALSE(folder.has("rec1.mp4"));
+  EXPECT_TRUE(folder.has("now.mp4"));
+}
+
+}  // namespace
