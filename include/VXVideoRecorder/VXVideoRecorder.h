@@ -89,15 +89,42 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   std::uint32_t index() const { return _index; }
   void setIndex(std::uint32_t index) { _index = index; }
   /// Quota of the recordings folder in megabytes of 1000000 bytes; 0, the initial value, is none.
+  ///
+  /// Applied once this recorder's file is finished, with the values that stand then. All entries
+  /// below `storagePath`, folders too, that end in ".mp4" and whose path from there begins with
+  /// `fileNamePrefix` are summed up from the newest to the oldest, on top of the finished file; the
+  /// one that lifts the sum above the quota and all older ones are deleted. Entries that contain
+  /// the finished name's front up to its last underscore ("rec_monday_" of "rec_monday_2.mp4") are
+  /// neither counted nor deleted, so a name without an underscore spares nothing but itself, and
+  /// with the default name no other "Display_" recording is ever deleted. The finished file always
+  /// stays. An entry whose time cannot be read counts as the oldest, a size that cannot be read
+  /// as 0. Links count and go as links; what they name is left alone.
   std::uint64_t folderLimitSize() const { return _folderLimitSize; }
   void setFolderLimitSize(std::uint64_t megabytes) { _folderLimitSize = megabytes; }
-  /// The folder that receives the recording; none means "Ondrel Works" in the user's Documents.
+  /// The folder that receives the recording; none means "Ondrel Works" in the user's Documents
+  /// folder, which is the one of the desktop's settings (user-dirs.dirs) or Documents below home.
+  ///
+  /// Made with its missing parents when the first frame comes. If that fails the recording goes
+  /// into the Documents folder itself, with a line on standard error; an empty text, which counts
+  /// as a folder, always fails. The free space is asked for at this very path for every frame and
+  /// the quota is applied to it: without a path, or with one where nothing is, every frame logs a
+  /// failed query and low disk space, and the quota deletes nothing. A link to a folder is as good
+  /// as the folder.
   const std::optional<std::string>& storagePath() const { return _storagePath; }
   void setStoragePath(std::optional<std::string> path) { _storagePath = std::move(path); }
-  /// How the quota recognises this host's recordings; without it the quota deletes nothing.
+  /// How the quota recognises this host's recordings: what their path below `storagePath` begins
+  /// with. Without it, or with an empty text, the quota deletes nothing.
   const std::optional<std::string>& fileNamePrefix() const { return _fileNamePrefix; }
   void setFileNamePrefix(std::optional<std::string> prefix) { _fileNamePrefix = std::move(prefix); }
-  /// The file's name, used as it is; none becomes Display_<index>.mp4 with the first frame.
+  /// The file's name, used as it is; none becomes Display_<index>.mp4 with the first frame, the
+  /// index as a signed number, and stays so.
+  ///
+  /// Whatever stands at that path is deleted then, a folder with all its contents too; a host that
+  /// keeps its recordings gives each one a name of its own. That holds for a file that another
+  /// recorder is still writing: it disappears, and that recorder's file ends as failed. A program
+  /// that has the old file open keeps reading it. Only the recordings folder itself, and folders
+  /// around it, are never deleted: a name that means one of them ("", "..") cannot be recorded to.
+  /// Folders within the name ("monday/1.mp4") must exist.
   const std::optional<std::string>& filename() const { return _filename; }
   void setFilename(std::optional<std::string> filename) { _filename = std::move(filename); }
   /// Kept for the host; the recorder does not read it.

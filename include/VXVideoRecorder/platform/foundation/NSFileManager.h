@@ -16,13 +16,15 @@ enum NSSearchPathDomainMask : unsigned { NSUserDomainMask = 1 };
 
 /// The user's folder of this kind, as absolute paths, best first. The Documents folder is the XDG
 /// user directory (`$XDG_CONFIG_HOME/user-dirs.dirs`, key XDG_DOCUMENTS_DIR), `$HOME/Documents`
-/// where none is set. With `expandTilde` false a home folder at the front is written as `~`.
+/// where none is set; one that points at the home folder itself means just that. Without a usable
+/// HOME the account's home folder counts. With `expandTilde` false a home folder at the front is
+/// written as `~`.
 /// Empty only for other directories and domains.
 std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
                                                              NSSearchPathDomainMask domainMask,
                                                              bool expandTilde);
 
-/// `path` and `component` joined by exactly one separator.
+/// `path` and `component` joined by exactly one separator; the other one if one is empty.
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
 /// The part of the last component after its last dot; empty when there is none, and for a
 /// component whose only dot is its first character.
@@ -51,8 +53,10 @@ inline constexpr std::string_view NSFileTypeRegular = "NSFileTypeRegular";
 inline constexpr std::string_view NSFileTypeDirectory = "NSFileTypeDirectory";
 inline constexpr std::string_view NSFileTypeSymbolicLink = "NSFileTypeSymbolicLink";
 
-/// The file system. Symbolic links are entries of their own: nothing here but `fileExistsAtPath`
-/// and the creation of folders looks at what lies behind one.
+/// The file system. Symbolic links are entries of their own: only `fileExistsAtPath`, the creation
+/// of folders, the volume's attributes and the folder that is listed look at what lies behind one.
+///
+/// A path with a zero byte in it names nothing: it is refused rather than cut short.
 ///
 /// Thread: any. Every operation goes to the file system anew and may block on it.
 /// Errors: an operation that fails returns false or absent and, when `error` is not null, fills it.
@@ -66,7 +70,8 @@ class NSFileManager {
   /// folder stands there, or when the folder exists and no parents were to be made.
   bool createDirectoryAtPath(const std::string& path, bool withIntermediateDirectories,
                              std::optional<NSError>* error = nullptr);
-  /// Deletes a file, a link, or a folder with all its contents.
+  /// Deletes a file, a link, or a folder with all its contents. Ends at the first entry that cannot
+  /// be deleted. Refuses paths that end in `.` or `..`.
   bool removeItemAtPath(const std::string& path, std::optional<NSError>* error = nullptr);
   bool fileExistsAtPath(const std::string& path) const;
   /// Attributes of the volume that holds `path`: `NSFileSystemSize` and `NSFileSystemFreeSize`, the

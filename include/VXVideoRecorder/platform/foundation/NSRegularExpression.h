@@ -28,7 +28,9 @@ class NSRegularExpression {
   static std::optional<NSRegularExpression> regularExpressionWithPattern(
       std::string_view pattern, NSRegularExpressionOptions options,
       std::optional<NSError>* error = nullptr);
-  /// The first match within `range` of `text`; location `NSNotFound` and length 0 without one.
+  /// The first match within `range` of `text`; location `NSNotFound` and length 0 without one. A
+  /// text that is not UTF-8 is matched byte by byte. A search that does not come to an end within
+  /// a bound counts as having none.
   NSRange rangeOfFirstMatchInString(std::string_view text, NSRange range) const;
 
  private:
