@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -49,6 +50,36 @@ TEST(Log, KeepsTheLinesOfSeveralThreadsWhole) {
     ++whole;
   }
   EXPECT_EQ(whole, 400);
+}
+
+/// Standard error is something else while it lives.
+class ReplacedStandardError {
+ public:
+  explicit ReplacedStandardError(int descriptor)
+      : _kept(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100)) {
+    ::dup2(descriptor, STDERR_FILENO);
+  }
+  ~ReplacedStandardError() {
+    ::dup2(_kept, STDERR_FILENO);
+    ::close(_kept);
+  }
+
+ private:
+  int _kept;
+};
+
+TEST(Log, LeavesTheProcessAliveWhenNobodyReadsThePipe) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  ::close(ends[0]);
+  {
+    const ReplacedStandardError replaced(ends[1]);
+    NSLog("nobody hears this");
+  }
+  ::close(ends[1]);
+  sigset_t pending;
+  ::sigpending(&pending);
+  EXPECT_EQ(::sigismember(&pending, SIGPIPE), 0);
 }
 
 TEST(Log, IsSilentWithoutAStandardError) {
