@@ -190,15 +190,15 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   static vx::CMSampleBufferRef createAudioSampleBuffer(const void* audioBytes, std::int32_t withLen,
                                                        vx::AudioStreamBasicDescription withASBD);
 
-  /// Writes one buffer to the audio track, at the time it carries; time 0 is that of the first video
-  /// frame. Several AAC access units may travel in one buffer (sizes and times each) or as ADTS
-  /// frames. A time that lies before the end of the audio so far is placed at that end; a later one
-  /// leaves a gap. The first 0.1 s of the first buffer is not played, unless the buffer says what to
-  /// trim itself (`vx::kCMSampleBufferAttachmentKey_TrimDurationAtStart`).
+  /// Writes one buffer to the audio track, at the time it carries; time 0 is that of the first
+  /// video frame. Several AAC access units may travel in one buffer (sizes and times each) or as
+  /// ADTS frames. A time that lies before the end of the audio so far is placed at that end; a
+  /// later one leaves a gap. The first 0.1 s of the first buffer is not played, unless the buffer
+  /// says what to trim itself (`vx::kCMSampleBufferAttachmentKey_TrimDurationAtStart`).
   ///
-  /// Dropped in silence before the first video sample was written; dropped with a log line while the
-  /// writer has no room, is not writing, or has no audio input. A null buffer is ignored. The caller
-  /// keeps its reference.
+  /// Dropped in silence before the first video sample was written; dropped with a log line while
+  /// the writer has no room, is not writing, or has no audio input. A null buffer is ignored. The
+  /// caller keeps its reference.
   /// Thread: the host's, not at the same time as other calls; does not wait for the disk.
   /// Errors: a log line with the writer's status when the buffer is refused: another coding than
   /// AAC, no data, another format than before. Recording goes on.
