@@ -1,0 +1,179 @@
+#include "frame_packer.h"
+
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+namespace vxrecord {
+namespace {
+
+// Exact where speed allows it: rounding right, and colour taken from every pixel.
+constexpr int kScalerFlags =
+    SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+constexpr int kOne = 1 << 16;  // contrast and saturation are 16.16 fixed point
+
+/// How the samples of a source are to be read.
+struct SourceColors {
+  int avPixelFormat = AV_PIX_FMT_NONE;
+  int matrix = SWS_CS_ITU601;
+  bool isFullRange = false;
+};
+
+// FFmpeg keeps the range of JPEG pictures in the format's name; the plain format plus the range
+// says the same.
+int withoutRange(int format) {
+  switch (format) {
+    case AV_PIX_FMT_YUVJ420P:
+      return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+      return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P:
+      return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P:
+      return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ411P:
+      return AV_PIX_FMT_YUV411P;
+    default:
+      return format;
+  }
+}
+
+int matrixOf(AVColorSpace space) {
+  switch (space) {
+    case AVCOL_SPC_BT709:
+      return SWS_CS_ITU709;
+    case AVCOL_SPC_FCC:
+      return SWS_CS_FCC;
+    case AVCOL_SPC_SMPTE240M:
+      return SWS_CS_SMPTE240M;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+      return SWS_CS_BT2020;
+    default:
+      return SWS_CS_ITU601;
+  }
+}
+
+bool isRgb(int format) {
+  const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+  return description && (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
+bool isGray(int format) {
+  const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+  return description && !isRgb(format) && description->nb_components <= 2;
+}
+
+SourceColors colorsOf(const AVFrame& source) {
+  SourceColors colors;
+  colors.avPixelFormat = withoutRange(source.format);
+  colors.matrix = matrixOf(source.colorspace);
+  const bool isMarkedVideoRange = source.color_range == AVCOL_RANGE_MPEG;
+  colors.isFullRange = isRgb(source.format) || colors.avPixelFormat != source.format ||
+                       source.color_range == AVCOL_RANGE_JPEG ||
+                       (isGray(source.format) && !isMarkedVideoRange);
+  return colors;
+}
+
+// Whether the source's bytes are what the recorder wants already; a fourth byte that is not used
+// may hold anything.
+bool isAlready(const PixelFormat& wanted, const SourceColors& source) {
+  if (source.avPixelFormat == AV_PIX_FMT_BGR0 && wanted.avPixelFormat == AV_PIX_FMT_BGRA) {
+    return true;
+  }
+  const bool isColorRight =
+      isRgb(source.avPixelFormat) || isGray(source.avPixelFormat) || source.matrix == SWS_CS_ITU601;
+  return source.avPixelFormat == wanted.avPixelFormat && isColorRight &&
+         source.isFullRange == wanted.isFullRange;
+}
+
+}  // namespace
+
+PackedFrame FramePacker::pack(const AVFrame& source) {
+  if (source.linesize[0] > 0 && isAlready(_format, colorsOf(source))) {
+    return packed(source);
+  }
+  convert(source);
+  return packed(*_target);
+}
+
+void FramePacker::prepareTarget(const AVFrame& source) {
+  if (_target && _target->width == source.width && _target->height == source.height) {
+    return;
+  }
+  _target = makeFrame();
+  _target->format = _format.avPixelFormat;
+  _target->width = source.width;
+  _target->height = source.height;
+  if (av_frame_get_buffer(_target.get(), 0) < 0) {
+    throw std::bad_alloc();
+  }
+}
+
+void FramePacker::convert(const AVFrame& source) {
+  prepareTarget(source);
+  const SourceColors colors = colorsOf(source);
+  _scaler.reset(sws_getCachedContext(
+      _scaler.release(), source.width, source.height,
+      static_cast<AVPixelFormat>(colors.avPixelFormat), source.width, source.height,
+      static_cast<AVPixelFormat>(_format.avPixelFormat), kScalerFlags, nullptr, nullptr, nullptr));
+  if (!_scaler) {
+    throw std::runtime_error("the input's pictures cannot be converted: " +
+                             libavErrorText(AVERROR(EINVAL)));
+  }
+  sws_setColorspaceDetails(_scaler.get(), sws_getCoefficients(colors.matrix),
+                           colors.isFullRange ? 1 : 0, sws_getCoefficients(SWS_CS_ITU601),
+                           _format.isFullRange ? 1 : 0, 0, kOne, kOne);
+  const int rows = sws_scale(_scaler.get(), source.data, source.linesize, 0, source.height,
+                             _target->data, _target->linesize);
+  if (rows != source.height) {
+    throw std::runtime_error("a picture of the input cannot be converted: " + libavErrorText(rows));
+  }
+}
+
+PackedFrame FramePacker::packed(const AVFrame& picture) {
+  if (_format.code == vx::kCVPixelFormatType_420YpCbCr8Planar) {
+    return packedPlanes(picture);
+  }
+  PackedFrame frame;
+  frame.bytes = picture.data[0];
+  frame.width = static_cast<std::uint32_t>(picture.width);
+  frame.height = static_cast<std::uint32_t>(picture.height);
+  frame.bytesPerRow = static_cast<std::uint32_t>(picture.linesize[0]);
+  frame.sizeBytes = std::size_t{frame.bytesPerRow} * frame.height;
+  return frame;
+}
+
+// The recorder takes the three planes back to back without padding, the colour planes half as wide
+// rounded down and half as high rounded up.
+PackedFrame FramePacker::packedPlanes(const AVFrame& picture) {
+  const auto width = static_cast<std::size_t>(picture.width);
+  const auto height = static_cast<std::size_t>(picture.height);
+  const std::size_t widths[] = {width, width / 2, width / 2};
+  const std::size_t heights[] = {height, (height + 1) / 2, (height + 1) / 2};
+  _planes.resize(widths[0] * heights[0] + 2 * widths[1] * heights[1]);
+  std::uint8_t* target = _planes.data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const std::uint8_t* row = picture.data[plane];
+    for (std::size_t y = 0; y < heights[plane]; ++y) {
+      std::memcpy(target, row, widths[plane]);
+      target += widths[plane];
+      row += picture.linesize[plane];
+    }
+  }
+  PackedFrame frame;
+  frame.bytes = _planes.data();
+  frame.sizeBytes = _planes.size();
+  frame.width = static_cast<std::uint32_t>(width);
+  frame.height = static_cast<std::uint32_t>(height);
+  frame.bytesPerRow = static_cast<std::uint32_t>(width);
+  return frame;
+}
+
+}  // namespace vxrecord

@@ -1,0 +1,58 @@
+// What is recorded: a stream of pictures with times, wherever it comes from.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "libav.h"
+
+namespace vxrecord {
+
+/// An input that cannot be opened; the text says why and what to do.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// One decoded piece of the input.
+struct MediaFrame {
+  /// A second kind, sound, will come as another value here.
+  enum class Kind : std::uint8_t { picture };
+
+  Kind kind = Kind::picture;
+  std::int64_t timeMs = 0;        ///< since the first picture
+  LibavPointer<AVFrame> picture;  ///< valid until the next read
+};
+
+enum class ReadResult : std::uint8_t {
+  frame,        ///< a frame was read
+  end,          ///< the input is over
+  interrupted,  ///< the end was asked for while the input had nothing
+  broken,       ///< the input cannot be read any further; `trouble` tells why
+};
+
+class Input {
+ public:
+  virtual ~Input() = default;
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  /// The next frame. May block; an asked-for end wakes it.
+  virtual ReadResult read(MediaFrame& frame) = 0;
+  /// True when frames come when they come and have to be taken at once.
+  virtual bool isLive() const = 0;
+  /// What went wrong while reading; empty when nothing did.
+  virtual std::string trouble() const { return {}; }
+
+ protected:
+  Input() = default;
+};
+
+/// Opens what `address` names: "x11:..." a display, "test:..." the built-in picture, anything else
+/// a file or address of FFmpeg.
+/// Errors: throws InputError.
+std::unique_ptr<Input> openInput(const std::string& address);
+
+}  // namespace vxrecord

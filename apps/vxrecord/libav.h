@@ -1,0 +1,35 @@
+// FFmpeg's objects with an owner, and its messages.
+#pragma once
+
+#include <memory>
+#include <string>
+
+struct AVCodecContext;
+struct AVFormatContext;
+struct AVFrame;
+struct AVPacket;
+struct SwsContext;
+
+namespace vxrecord {
+
+struct LibavDeleter {
+  void operator()(AVCodecContext* context) const;
+  void operator()(AVFormatContext* context) const;
+  void operator()(AVFrame* frame) const;
+  void operator()(AVPacket* packet) const;
+  void operator()(SwsContext* context) const;
+};
+template <typename T>
+using LibavPointer = std::unique_ptr<T, LibavDeleter>;
+
+/// Errors: both throw std::bad_alloc.
+LibavPointer<AVFrame> makeFrame();
+LibavPointer<AVPacket> makePacket();
+
+/// Takes FFmpeg's messages off standard error; with `showAll` its warnings are shown there.
+void catchLibavMessages(bool showAll);
+/// What `code` means, with the last error message behind it where FFmpeg gave one since the last
+/// call. Thread: any.
+std::string libavErrorText(int code);
+
+}  // namespace vxrecord

@@ -1,0 +1,87 @@
+// vxrecord: records a file, an address, a display or a test picture into one MP4 file.
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "VXVideoRecorder/VXVideoRecorderFramework.h"
+#include "input.h"
+#include "interruption.h"
+#include "libav.h"
+#include "options.h"
+#include "output_place.h"
+#include "recording.h"
+#include "result.h"
+
+namespace {
+
+using namespace vxrecord;
+
+int exitWith(ExitStatus status) { return static_cast<int>(status); }
+
+int complain(ExitStatus status, bool json, const std::string& why) {
+  std::fprintf(stderr, "vxrecord: %s\n", why.c_str());
+  if (json) {
+    RunResult result;
+    result.error = why;
+    std::printf("%s\n", asJson(result).c_str());
+  }
+  return exitWith(status);
+}
+
+int report(const Options& options, const RunResult& result, const std::string& inputTrouble) {
+  if (result.error) {
+    std::fprintf(stderr, "vxrecord: %s\n", result.error->c_str());
+  } else if (!inputTrouble.empty() && options.talk != Talk::quiet) {
+    std::fprintf(stderr, "vxrecord: %s\n", inputTrouble.c_str());
+  }
+  if (options.json) {
+    std::printf("%s\n", asJson(result).c_str());
+  } else if (result.file && options.talk != Talk::quiet) {
+    std::printf("%s\n", asSentence(result).c_str());
+  }
+  return exitWith(exitStatusOf(result));
+}
+
+int record(const Options& options) {
+  catchLibavMessages(options.talk == Talk::verbose);
+  listenForInterruption();
+  if (options.folderLimitMegabytes > 0 && !options.fileNamePrefix) {
+    std::fprintf(stderr, "vxrecord: --folder-limit deletes nothing without --file-name-prefix\n");
+  }
+  const std::unique_ptr<Input> input = openInput(options.input);
+  const OutputPlace place = outputPlaceFor(options);
+  prepareOutputPlace(place, options.input);
+  const RunResult result = Recording(options, place, *input).run();
+  return report(options, result, input->trouble());
+}
+
+int runCommand(const Command& command) {
+  switch (command.action) {
+    case Command::Action::showHelp:
+      std::fputs(std::string(helpText()).c_str(), stdout);
+      return exitWith(ExitStatus::done);
+    case Command::Action::showVersion:
+      std::printf("vxrecord %.1f\n", VXVideoRecorderFrameworkVersionNumber);
+      return exitWith(ExitStatus::done);
+    case Command::Action::record:
+      break;
+  }
+  return record(command.options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool json = asksForJson(words);
+  try {
+    return runCommand(parseCommandLine(words));
+  } catch (const UsageError& error) {
+    return complain(ExitStatus::wrongUse, json, error.what());
+  } catch (const InputError& error) {
+    return complain(ExitStatus::wrongUse, json, error.what());
+  } catch (const std::exception& error) {
+    return complain(ExitStatus::recordingFailed, json, error.what());
+  }
+}

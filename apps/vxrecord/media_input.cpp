@@ -1,0 +1,265 @@
+#include "media_input.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <new>
+#include <optional>
+
+#include "frame_clock.h"
+#include "interruption.h"
+#include "stream_decoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+}
+
+namespace vxrecord {
+namespace {
+
+constexpr std::chrono::milliseconds kRetry{5};
+constexpr AVRational kUsualRate = {25, 1};
+constexpr std::array<std::string_view, 8> kLiveProtocols = {"rtsp", "rtsps", "rtp", "srtp",
+                                                            "udp",  "rtmp",  "srt", "rist"};
+
+std::string inQuotes(const std::string& text) { return "\"" + text + "\""; }
+
+/// Options for FFmpeg; what it does not know stays in and is let go of.
+class Dictionary {
+ public:
+  Dictionary() = default;
+  ~Dictionary() { av_dict_free(&_entries); }
+  Dictionary(const Dictionary&) = delete;
+  Dictionary& operator=(const Dictionary&) = delete;
+  void set(const std::string& key, const std::string& value) {
+    av_dict_set(&_entries, key.c_str(), value.c_str(), 0);
+  }
+  AVDictionary** get() { return &_entries; }
+
+ private:
+  AVDictionary* _entries = nullptr;
+};
+
+int endIsAskedFor(void*) { return isInterrupted() ? 1 : 0; }
+
+LibavPointer<AVFormatContext> openContext(const MediaAddress& address) {
+  AVFormatContext* context = avformat_alloc_context();
+  if (!context) {
+    throw std::bad_alloc();
+  }
+  context->interrupt_callback = {endIsAskedFor, nullptr};
+  const AVInputFormat* format = nullptr;
+  if (!address.format.empty() && !(format = av_find_input_format(address.format.c_str()))) {
+    avformat_free_context(context);
+    throw InputError("this FFmpeg was built without " + address.format +
+                     "; install a libavdevice that has it");
+  }
+  Dictionary options;
+  for (const auto& [key, value] : address.options) {
+    options.set(key, value);
+  }
+  // On failure the context is freed by the call.
+  const int result = avformat_open_input(&context, address.url.c_str(), format, options.get());
+  if (result < 0) {
+    throw InputError("cannot open " + address.shownName + ": " + libavErrorText(result) + "; " +
+                     address.advice);
+  }
+  LibavPointer<AVFormatContext> owned(context);
+  const int found = avformat_find_stream_info(context, nullptr);
+  if (found < 0) {
+    throw InputError("cannot read " + address.shownName + ": " + libavErrorText(found) + "; " +
+                     address.advice);
+  }
+  return owned;
+}
+
+/// The best video stream; a cover picture of a music file is none. The others are not read.
+AVStream& chooseVideo(AVFormatContext& context, const std::string& shownName) {
+  const int best = av_find_best_stream(&context, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  const bool isVideo =
+      best >= 0 && (context.streams[best]->disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+  if (!isVideo) {
+    throw InputError("there is no video in " + shownName + "; give an input that has some");
+  }
+  for (unsigned i = 0; i < context.nb_streams; ++i) {
+    if (static_cast<int>(i) != best) {
+      context.streams[i]->discard = AVDISCARD_ALL;
+    }
+  }
+  return *context.streams[best];
+}
+
+FrameClock clockOf(AVFormatContext& context, AVStream& stream) {
+  AVRational rate = av_guess_frame_rate(&context, &stream, nullptr);
+  if (rate.num <= 0 || rate.den <= 0) {
+    rate = kUsualRate;
+  }
+  const std::int64_t usualTicks = av_rescale_q(1, av_inv_q(rate), stream.time_base);
+  return {{stream.time_base.num, stream.time_base.den}, usualTicks};
+}
+
+class MediaInput : public Input {
+ public:
+  explicit MediaInput(const MediaAddress& address)
+      : _isLive(address.isLive),
+        _shownName(address.shownName),
+        _context(openContext(address)),
+        _video(chooseVideo(*_context, address.shownName)),
+        _decoder(_video),
+        _clock(clockOf(*_context, _video)),
+        _packet(makePacket()) {}
+
+  ReadResult read(MediaFrame& frame) override;
+  bool isLive() const override { return _isLive; }
+  std::string trouble() const override;
+
+ private:
+  enum class Step : std::uint8_t { goOn, interrupted, broken };
+  Step sendNextPacket();
+  void take(AVFrame& picture, MediaFrame& frame);
+
+  bool _isLive;
+  std::string _shownName;
+  LibavPointer<AVFormatContext> _context;
+  AVStream& _video;
+  StreamDecoder _decoder;
+  FrameClock _clock;
+  LibavPointer<AVPacket> _packet;
+  bool _isAtEnd = false;
+  std::string _breakage;
+};
+
+ReadResult MediaInput::read(MediaFrame& frame) {
+  LibavPointer<AVFrame> picture = makeFrame();
+  while (true) {
+    switch (_decoder.receive(*picture)) {
+      case StreamDecoder::Result::frame:
+        take(*picture, frame);
+        frame.picture = std::move(picture);
+        return ReadResult::frame;
+      case StreamDecoder::Result::end:
+        return _breakage.empty() ? ReadResult::end : ReadResult::broken;
+      case StreamDecoder::Result::broken:
+        _breakage = "decoding stopped: " + libavErrorText(_decoder.lastError());
+        return ReadResult::broken;
+      case StreamDecoder::Result::needsPacket:
+        break;
+    }
+    if (sendNextPacket() == Step::interrupted) {
+      return ReadResult::interrupted;
+    }
+  }
+}
+
+void MediaInput::take(AVFrame& picture, MediaFrame& frame) {
+  std::optional<std::int64_t> ticks;
+  if (picture.best_effort_timestamp != AV_NOPTS_VALUE) {
+    ticks = picture.best_effort_timestamp;
+  }
+  frame.kind = MediaFrame::Kind::picture;
+  frame.timeMs = _clock.millisecondsAt(ticks);
+}
+
+// An input that breaks off still gives the pictures that the decoder holds.
+MediaInput::Step MediaInput::sendNextPacket() {
+  while (!isInterrupted()) {
+    const int result = av_read_frame(_context.get(), _packet.get());
+    if (result >= 0) {
+      if (_packet->stream_index == _video.index) {
+        _decoder.send(_packet.get());
+      }
+      av_packet_unref(_packet.get());
+      return Step::goOn;
+    }
+    if (result == AVERROR(EAGAIN)) {
+      sleepUntil(std::chrono::steady_clock::now() + kRetry);
+      continue;
+    }
+    if (result == AVERROR_EXIT) {
+      break;
+    }
+    if (result != AVERROR_EOF) {
+      _breakage = _shownName + " broke off: " + libavErrorText(result);
+    }
+    _decoder.send(nullptr);
+    return Step::goOn;
+  }
+  return Step::interrupted;
+}
+
+std::string MediaInput::trouble() const {
+  if (!_breakage.empty() || _decoder.damagedPackets() == 0) {
+    return _breakage;
+  }
+  return std::to_string(_decoder.damagedPackets()) + " damaged pieces of the input were left out";
+}
+
+bool isLiveAddress(const std::string& name) {
+  for (const std::string_view protocol : kLiveProtocols) {
+    if (name.starts_with(std::string(protocol) + "://")) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Says why a name that is no file cannot be an address either.
+void requireKnownProtocol(const std::string& name) {
+  const std::size_t colon = name.find(':');
+  if (avio_find_protocol_name(name.c_str()) != nullptr || isLiveAddress(name)) {
+    if (colon != std::string::npos || name.find('%') != std::string::npos) {
+      return;
+    }
+  }
+  throw InputError("no such file: " + inQuotes(name) + "; check the name" +
+                   (colon == std::string::npos ? std::string()
+                                               : ", or write an address that FFmpeg knows (\"" +
+                                                     name.substr(0, colon) + ":\" is none)"));
+}
+
+// A name that stands on disk: the prefix keeps a colon from being read as a protocol, the option
+// keeps a percent sign from being read as a pattern for numbered pictures.
+MediaAddress addressOfFile(const std::string& name, mode_t mode) {
+  MediaAddress address;
+  const bool isDevice = S_ISCHR(mode) || S_ISBLK(mode);
+  address.url = isDevice ? name : "file:" + name;
+  address.isLive = isDevice;
+  address.options = {{"pattern_type", "none"}};
+  return address;
+}
+
+}  // namespace
+
+std::unique_ptr<Input> openMedia(const MediaAddress& address) {
+  avdevice_register_all();
+  return std::make_unique<MediaInput>(address);
+}
+
+std::unique_ptr<Input> openMedia(const std::string& name) {
+  MediaAddress address;
+  struct stat entry = {};
+  if (name == "-") {
+    address.url = "pipe:0";
+  } else if (stat(name.c_str(), &entry) == 0) {
+    if (S_ISDIR(entry.st_mode)) {
+      throw InputError(inQuotes(name) + " is a folder; give a file in it");
+    }
+    address = addressOfFile(name, entry.st_mode);
+  } else if (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG) {
+    requireKnownProtocol(name);
+    address.url = name;
+    address.isLive = isLiveAddress(name);
+  } else {
+    throw InputError("cannot open " + inQuotes(name) + ": " + std::strerror(errno));
+  }
+  address.shownName = name == "-" ? "standard input" : inQuotes(name);
+  address.advice = "it has to be a file or address that FFmpeg plays, and readable";
+  return openMedia(address);
+}
+
+}  // namespace vxrecord

@@ -1,0 +1,63 @@
+// The command line, read into plain values.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pixel_format.h"
+
+namespace vxrecord {
+
+/// Wrong use: the text says what was wrong and what to do.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// How much a run says on standard error.
+enum class Talk : std::uint8_t { quiet, normal, verbose };
+
+/// A stretch of the input's time that is not recorded.
+struct PauseWish {
+  std::int64_t atMs = 0;
+  std::int64_t forMs = 0;
+};
+
+struct Options {
+  std::string input;
+  std::optional<std::string> storagePath;
+  std::optional<std::string> filename;
+  std::optional<std::string> fileNamePrefix;
+  std::uint32_t index = 1;
+  std::uint64_t folderLimitMegabytes = 0;
+  bool rotate = false;
+  PixelFormat pixelFormat = defaultPixelFormat();
+  std::optional<std::int64_t> durationMs;
+  std::optional<PauseWish> pause;
+  bool realtime = false;
+  bool json = false;
+  Talk talk = Talk::normal;
+};
+
+/// What the command line asks for.
+struct Command {
+  enum class Action : std::uint8_t { record, showHelp, showVersion };
+  Action action = Action::record;
+  Options options;
+};
+
+/// Reads the words behind the program's name.
+/// Errors: throws UsageError.
+Command parseCommandLine(const std::vector<std::string>& words);
+
+/// Whether the words ask for JSON, also when they are wrong otherwise.
+bool asksForJson(const std::vector<std::string>& words);
+
+/// The text of --help.
+std::string_view helpText();
+
+}  // namespace vxrecord

@@ -1,0 +1,198 @@
+#include "recording.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "interruption.h"
+
+namespace vxrecord {
+namespace {
+
+constexpr std::uint32_t kQuarterTurnBit = 8;  // of "multiVideoType"
+// How long a wait for room lasts before it looks whether the end was asked for.
+constexpr std::chrono::milliseconds kRoomWait{100};
+// The last frame is worth more patience than one of many.
+constexpr std::chrono::seconds kLastFrameWait{10};
+
+std::shared_ptr<VXVideoRecorder> makeRecorder(const Options& options, const OutputPlace& place,
+                                              std::shared_ptr<RecordingDelegate> delegate) {
+  auto recorder = VXVideoRecorder::initWithDelegate(std::move(delegate));
+  recorder->setStoragePath(place.folder);
+  recorder->setFilename(options.filename);
+  recorder->setFileNamePrefix(options.fileNamePrefix);
+  recorder->setIndex(options.index);
+  recorder->setFolderLimitSize(options.folderLimitMegabytes);
+  return recorder;
+}
+
+vx::NSDictionary frameDictionary(const PackedFrame& frame, const Options& options,
+                                 std::int64_t timeMs) {
+  return {{"timestamp", static_cast<std::uint32_t>(timeMs)},
+          {"frameBuffer", vx::NSData::dataWithBytesNoCopy(frame.bytes, frame.sizeBytes)},
+          {"multiVideoType", options.rotate ? kQuarterTurnBit : 0u},
+          {"pixelFormatType", options.pixelFormat.code},
+          {"width", frame.width},
+          {"height", frame.height},
+          {"bytesPerRow", frame.bytesPerRow}};
+}
+
+}  // namespace
+
+Recording::Recording(const Options& options, const OutputPlace& place, Input& input)
+    : _options(options),
+      _place(place),
+      _input(input),
+      _start(std::chrono::steady_clock::now()),
+      _delegate(std::make_shared<RecordingDelegate>(options.talk == Talk::verbose)),
+      _recorder(makeRecorder(options, place, _delegate)),
+      _packer(options.pixelFormat),
+      _progress(options.talk, place.path()) {}
+
+RunResult Recording::run() {
+  try {
+    readFrames();
+  } catch (const std::exception& problem) {
+    fail(problem.what());  // what was recorded so far is still completed
+  }
+  _progress.finish();
+  stop();
+  return result();
+}
+
+void Recording::readFrames() {
+  MediaFrame frame;
+  while (!isInterrupted()) {
+    const ReadResult read = _input.read(frame);
+    if (read == ReadResult::broken) {
+      fail(_input.trouble() + "; the recording holds what came before");
+    }
+    if (read != ReadResult::frame) {
+      return;
+    }
+    if (_options.durationMs && frame.timeMs >= *_options.durationMs) {
+      return;
+    }
+    if (!isWanted(frame)) {
+      continue;
+    }
+    if (!waitForTurn(frame)) {
+      return;
+    }
+    handOver(frame);
+    if (!isWriterWorking()) {
+      return;
+    }
+  }
+}
+
+bool Recording::isWanted(const MediaFrame& frame) {
+  if (!_options.pause || !isLeftOut(*_options.pause, frame.timeMs)) {
+    return true;
+  }
+  if (!_isPausePending) {
+    _isPausePending = true;
+    _recorder->pause();
+  }
+  return false;
+}
+
+bool Recording::waitForTurn(const MediaFrame& frame) {
+  if (takesEveryFrame()) {
+    return waitForRoom();
+  }
+  return _input.isLive() || _pacer.waitFor(frame.timeMs);
+}
+
+// Before the first frame there is no input yet, and a writer that failed makes no room any more.
+bool Recording::waitForRoom() {
+  while (const auto input = _recorder->videoWriterInput()) {
+    if (input->waitUntilReadyForMoreMediaData(kRoomWait)) {
+      return true;
+    }
+    if (isInterrupted() || !isWriterWorking()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void Recording::handOver(const MediaFrame& frame) {
+  const std::int64_t lostBefore = _delegate->lostFrames();
+  const PackedFrame packed = _packer.pack(*frame.picture);
+  _recorder->appendVideoSample(frameDictionary(packed, _options, frame.timeMs));
+  if (_delegate->lostFrames() == lostBefore) {
+    _clock.accept(frame.timeMs, std::exchange(_isPausePending, false));
+    ++_frames;
+  }
+  warnOfShortSpace();
+  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames()});
+}
+
+bool Recording::isWriterWorking() {
+  const auto& writer = _recorder->writer();
+  if (!writer) {
+    fail("the file \"" + _place.path() + "\" cannot be created");
+    return false;
+  }
+  if (writer->status() == vx::AVAssetWriterStatusWriting) {
+    return true;
+  }
+  const auto error = writer->error();
+  fail(error ? error->localizedDescription() : "the recorder does not write");
+  return false;
+}
+
+void Recording::warnOfShortSpace() {
+  if (_hasWarnedOfSpace || !_delegate->isSpaceShort()) {
+    return;
+  }
+  _hasWarnedOfSpace = true;
+  _progress.finish();
+  std::fprintf(stderr, "vxrecord: less than 100 MB are free in \"%s\"; recording goes on\n",
+               _place.folder.c_str());
+}
+
+// The first trouble is the one to tell; later ones follow from it.
+void Recording::fail(std::string why) {
+  if (!_error) {
+    _error = std::move(why);
+  }
+}
+
+// The recorder keeps its last frame only if the input has room at this moment.
+void Recording::stop() {
+  if (!_recorder->writer()) {
+    fail(isInterrupted() ? "ended before the first frame came, so there is no file"
+                         : "the input gave no frame, so there is no file");
+    return;
+  }
+  _recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(kLastFrameWait);
+  _recorder->stop();
+  _isDone = _delegate->waitForOutcome();
+  if (_isDone) {
+    return;
+  }
+  const auto error = _recorder->writer()->error();
+  fail(error ? error->localizedDescription()
+             : _delegate->exception().value_or("the recorder could not finish the file"));
+}
+
+RunResult Recording::result() const {
+  RunResult result;
+  std::error_code missing;
+  const std::uintmax_t bytes = std::filesystem::file_size(_place.path(), missing);
+  if (_recorder->writer() && !missing) {
+    result.file = _place.path();
+    result.bytes = bytes;
+  }
+  result.isDone = _isDone;
+  result.frames = _frames;
+  result.dropped = _delegate->lostFrames();
+  result.durationMs = _clock.durationMs();
+  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+  result.error = _error;
+  return result;
+}
+
+}  // namespace vxrecord

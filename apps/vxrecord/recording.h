@@ -1,0 +1,60 @@
+// One recording from its first frame to its finished file.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "VXVideoRecorder/VXVideoRecorder.h"
+#include "frame_packer.h"
+#include "input.h"
+#include "options.h"
+#include "output_place.h"
+#include "pacer.h"
+#include "progress.h"
+#include "recording_clock.h"
+#include "recording_delegate.h"
+#include "result.h"
+
+namespace vxrecord {
+
+class Recording {
+ public:
+  Recording(const Options& options, const OutputPlace& place, Input& input);
+
+  /// Records until the input is over, the wished duration is reached or the end is asked for, and
+  /// waits for the file to be complete.
+  RunResult run();
+
+ private:
+  bool takesEveryFrame() const { return !_input.isLive() && !_options.realtime; }
+  void readFrames();
+  bool isWanted(const MediaFrame& frame);
+  bool waitForTurn(const MediaFrame& frame);
+  bool waitForRoom();
+  void handOver(const MediaFrame& frame);
+  bool isWriterWorking();
+  void warnOfShortSpace();
+  void fail(std::string why);
+  void stop();
+  RunResult result() const;
+
+  const Options& _options;
+  const OutputPlace& _place;
+  Input& _input;
+  std::chrono::steady_clock::time_point _start;
+  std::shared_ptr<RecordingDelegate> _delegate;
+  std::shared_ptr<VXVideoRecorder> _recorder;
+  FramePacker _packer;
+  Pacer _pacer;
+  Progress _progress;
+  RecordingClock _clock;
+  std::int64_t _frames = 0;
+  bool _isPausePending = false;
+  bool _hasWarnedOfSpace = false;
+  bool _isDone = false;
+  std::optional<std::string> _error;
+};
+
+}  // namespace vxrecord

@@ -1,0 +1,110 @@
+#include "test_input.h"
+
+#include <charconv>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <optional>
+#include <string>
+
+#include "frame_clock.h"
+#include "test_picture.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+namespace vxrecord {
+namespace {
+
+constexpr int kMostPixelsASide = 16384;
+constexpr std::int64_t kRateUnit = 1000;  // decimal rates are kept to a thousandth
+constexpr int kMostFramesASecond = 1000;  // times are milliseconds
+
+template <typename Number>
+std::optional<Number> wholeText(std::string_view text) {
+  Number number{};
+  const char* end = text.data() + text.size();
+  const auto [position, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc{} && position == end ? std::optional(number) : std::nullopt;
+}
+
+bool readSize(std::string_view text, TestPictureWish& wish) {
+  const std::size_t x = text.find('x');
+  if (x == std::string_view::npos) {
+    return false;
+  }
+  wish.width = wholeText<int>(text.substr(0, x)).value_or(0);
+  wish.height = wholeText<int>(text.substr(x + 1)).value_or(0);
+  return wish.width >= 1 && wish.width <= kMostPixelsASide && wish.height >= 1 &&
+         wish.height <= kMostPixelsASide;
+}
+
+bool readRate(std::string_view text, TestPictureWish& wish) {
+  const std::size_t slash = text.find('/');
+  if (slash != std::string_view::npos) {
+    wish.rateNumerator = wholeText<std::uint32_t>(text.substr(0, slash)).value_or(0);
+    wish.rateDenominator = wholeText<std::uint32_t>(text.substr(slash + 1)).value_or(0);
+  } else {
+    const double rate = wholeText<double>(text).value_or(0);
+    const bool isInRange = rate > 0 && rate <= kMostFramesASecond;
+    wish.rateNumerator = isInRange ? std::llround(rate * kRateUnit) : 0;
+    wish.rateDenominator = kRateUnit;
+  }
+  if (wish.rateNumerator < 1 || wish.rateDenominator < 1) {
+    return false;
+  }
+  const std::int64_t common = std::gcd(wish.rateNumerator, wish.rateDenominator);
+  wish.rateNumerator /= common;
+  wish.rateDenominator /= common;
+  return wish.rateNumerator <= kMostFramesASecond * wish.rateDenominator;
+}
+
+class TestInput : public Input {
+ public:
+  explicit TestInput(const TestPictureWish& wish)
+      : _wish(wish), _picture(wish.width, wish.height) {}
+
+  ReadResult read(MediaFrame& frame) override {
+    frame.picture = makeFrame();
+    AVFrame& picture = *frame.picture;
+    picture.format = AV_PIX_FMT_BGR0;
+    picture.width = _wish.width;
+    picture.height = _wish.height;
+    if (av_frame_get_buffer(&picture, 0) < 0) {
+      throw std::bad_alloc();
+    }
+    frame.kind = MediaFrame::Kind::picture;
+    frame.timeMs = toMilliseconds(_number, {_wish.rateDenominator, _wish.rateNumerator});
+    _picture.draw(static_cast<std::uint32_t>(_number), frame.timeMs, picture.data[0],
+                  static_cast<std::size_t>(picture.linesize[0]));
+    ++_number;
+    return ReadResult::frame;
+  }
+  bool isLive() const override { return false; }
+
+ private:
+  TestPictureWish _wish;
+  TestPicture _picture;
+  std::int64_t _number = 0;
+};
+
+}  // namespace
+
+TestPictureWish parseTestPicture(std::string_view text) {
+  TestPictureWish wish;
+  const std::size_t at = text.find('@');
+  if (at == std::string_view::npos || !readSize(text.substr(0, at), wish) ||
+      !readRate(text.substr(at + 1), wish)) {
+    throw InputError("\"test:" + std::string(text) +
+                     "\" is not a test picture; write test:WxH@FPS such as test:1280x720@30, with "
+                     "1 to 16384 pixels a side and at most 1000 frames a second");
+  }
+  return wish;
+}
+
+std::unique_ptr<Input> openTestPicture(std::string_view text) {
+  return std::make_unique<TestInput>(parseTestPicture(text));
+}
+
+}  // namespace vxrecord
