@@ -1,0 +1,126 @@
+// What vxrecord answers: files, JSON, signals.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+
+#include "endtoend/vxrecord_run.h"
+#include "support/media_reader.h"
+#include "support/temporary_folder.h"
+
+namespace vxtest {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(VxrecordResult, JsonTellsTheRecording) {
+  const TemporaryFolder folder;
+  const ProgramResult run =
+      runVxrecord({"--json", "--storage-path=" + folder.path(), "--filename=\xC3\xBC \"x\".mp4",
+                   "--duration=1", "--quiet", "test:160x120@20"});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const std::string path = folder / "\xC3\xBC \"x\".mp4";
+  EXPECT_THAT(run.output, HasSubstr("\\\"x\\\".mp4\", \"outcome\": \"done\""));
+  EXPECT_EQ(jsonNumber(run.output, "frames"), 20);
+  EXPECT_EQ(jsonNumber(run.output, "dropped"), 0);
+  EXPECT_EQ(jsonNumber(run.output, "durationMs"), 952);
+  EXPECT_EQ(jsonNumber(run.output, "durationMs"), readFile(path).durationMs);
+  EXPECT_EQ(jsonNumber(run.output, "bytes"),
+            static_cast<std::int64_t>(std::filesystem::file_size(path)));
+  EXPECT_EQ(jsonValue(run.output, "error"), "null");
+  EXPECT_THAT(run.errors, IsEmpty());
+}
+
+TEST(VxrecordResult, DefaultNameCarriesTheIndex) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(runVxrecord({"--storage-path", folder.path(), "--index", "7", "--duration", "0.2",
+                         "test:64x48@10"})
+                .status,
+            0);
+  EXPECT_TRUE(folder.has("Display_7.mp4"));
+}
+
+TEST(VxrecordResult, MissingFoldersAreMade) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(
+      runVxrecord({"--storage-path", folder / "a/b c/d", "--duration", "0.2", "test:64x48@10"})
+          .status,
+      0);
+  EXPECT_TRUE(folder.has("a/b c/d/Display_1.mp4"));
+}
+
+TEST(VxrecordResult, DefaultFolderIsInDocuments) {
+  const TemporaryFolder folder;
+  const ProgramResult run =
+      runProgram(vxrecordWith({"--duration", "0.2", "test:64x48@10"}),
+                 {"HOME=" + folder.path(), "XDG_CONFIG_HOME=" + folder.path()});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_TRUE(folder.has("Documents/Ondrel Works/Display_1.mp4"));
+  EXPECT_THAT(run.output, HasSubstr("Documents/Ondrel Works/Display_1.mp4"));
+}
+
+TEST(VxrecordResult, FolderLimitDeletesOlderRecordings) {
+  const TemporaryFolder folder;
+  folder.makeFile("Display_old.mp4", 5000000, 0);
+  folder.makeFile("Other_old.mp4", 5000000, 0);
+  ASSERT_EQ(runVxrecord({"--storage-path", folder.path(), "--folder-limit", "1",
+                         "--file-name-prefix", "Display_", "--duration", "0.5", "test:64x48@10"})
+                .status,
+            0);
+  EXPECT_FALSE(folder.has("Display_old.mp4"));
+  EXPECT_TRUE(folder.has("Other_old.mp4"));
+  EXPECT_TRUE(folder.has("Display_1.mp4"));
+}
+
+TEST(VxrecordResult, ProgressIsPlainLinesWithoutATerminal) {
+  const TemporaryFolder folder;
+  const ProgramResult run = runVxrecord(
+      {"--storage-path", folder.path(), "--duration", "2.5", "--realtime", "test:64x48@10"});
+  EXPECT_GE(lastProgressMs(run.errors), 1000);
+  EXPECT_THAT(run.errors, testing::Not(HasSubstr("\r")));
+  EXPECT_THAT(run.output, HasSubstr("recorded 25 frames, 2.402 s"));
+}
+
+TEST(VxrecordResult, VerboseShowsTheRecordersLog) {
+  const TemporaryFolder folder;
+  const ProgramResult run = runVxrecord(
+      {"--storage-path", folder.path(), "--duration", "0.2", "--verbose", "test:64x48@10"});
+  EXPECT_THAT(run.errors, HasSubstr("Record Display_1.mp4 - done"));
+}
+
+TEST(VxrecordResult, HelpAndVersionNeedNoInput) {
+  EXPECT_THAT(runVxrecord({"--help"}).output, HasSubstr("--storage-path"));
+  const ProgramResult version = runVxrecord({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.output, "vxrecord 1.0\n");
+}
+
+class Signals : public testing::TestWithParam<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Ends, Signals, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_P(Signals, EndTheRecordingCleanly) {
+  const TemporaryFolder folder;
+  Program program(
+      vxrecordWith({"--storage-path", folder.path(), "--realtime", "--json", "test:160x120@30"}));
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > 0; }));
+  program.signal(GetParam());
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  EXPECT_EQ(jsonValue(program.output(), "outcome"), "done");
+  const std::vector<std::int64_t> numbers = frameNumbers(folder / "Display_1.mp4");
+  EXPECT_EQ(static_cast<std::int64_t>(numbers.size()), jsonNumber(program.output(), "frames"));
+}
+
+TEST(VxrecordResult, EndlessInputWithoutPacingEndsOnASignalToo) {
+  const TemporaryFolder folder;
+  Program program(vxrecordWith({"--storage-path", folder.path(), "test:160x120@30"}));
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > 0; }));
+  program.signal(SIGINT);
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_EQ(decodeStrictly(folder / "Display_1.mp4", nullptr).errors, 0);
+}
+
+}  // namespace
+}  // namespace vxtest

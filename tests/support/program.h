@@ -1,0 +1,69 @@
+// Programs run as a person would run them: arguments in, exit status and output out.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vxtest {
+
+/// How long any wait of a test may last.
+inline constexpr std::chrono::seconds kBound{120};
+
+/// A program that runs beside the test. Killed by its id if it still runs when this goes.
+class Program {
+ public:
+  /// Starts `arguments`, the first of which is found along PATH. Both outputs go to files of its
+  /// own; standard input is empty.
+  explicit Program(const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment = {});
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  pid_t id() const { return _id; }
+  void signal(int number) const;
+  /// Whether it has not ended yet.
+  bool isRunning();
+  /// Waits for the end: the exit status, or 128 and the signal's number. Throws after `kBound`.
+  int wait();
+  std::string output() const;
+  std::string errors() const;
+
+ private:
+  bool reap(bool block);
+
+  pid_t _id = -1;
+  std::string _folder;
+  std::optional<int> _status;
+};
+
+struct ProgramResult {
+  int status = 0;
+  std::string output;
+  std::string errors;
+};
+ProgramResult runProgram(const std::vector<std::string>& arguments,
+                         const std::vector<std::string>& environment = {});
+
+/// Waits until `condition` holds; false after `kBound`.
+bool waitUntil(const std::function<bool()>& condition);
+
+/// A virtual X screen on a free display of its own, without a network socket.
+class VirtualDisplay {
+ public:
+  explicit VirtualDisplay(const std::string& size = "640x480");
+  /// ":N".
+  const std::string& name() const { return _name; }
+
+ private:
+  std::string _folder;
+  std::optional<Program> _server;
+  std::string _name;
+};
+
+}  // namespace vxtest
