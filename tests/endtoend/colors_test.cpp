@@ -6,7 +6,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 constexpr int kSide = 32;  // of one patch
@@ -91,4 +91,4 @@ TEST_P(Colors, AreTaggedAsBt601InVideoRange) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

@@ -6,7 +6,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 using testing::ElementsAre;
@@ -53,4 +53,4 @@ TEST(KeyFrames, ComeWithEachFrameOfAScreenThatHardlyChanges) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

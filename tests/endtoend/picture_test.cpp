@@ -8,7 +8,7 @@
 #include "support/program.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 constexpr vx::OSType kBgra = vx::kCVPixelFormatType_32BGRA;
@@ -177,4 +177,4 @@ TEST(Readers, GStreamerPlaysEveryFrame) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

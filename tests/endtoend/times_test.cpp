@@ -6,7 +6,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 using testing::ElementsAre;
@@ -158,4 +158,4 @@ TEST(Times, PauseInY420IsBlackToo) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

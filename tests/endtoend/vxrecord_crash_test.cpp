@@ -10,7 +10,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 /// A live recording of the built-in picture.
@@ -80,4 +80,4 @@ TEST(Killed, AgainAndAgainEveryFileOpens) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

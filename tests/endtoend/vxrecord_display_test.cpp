@@ -7,7 +7,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 /// A virtual screen on which three gears turn.
@@ -113,4 +113,4 @@ TEST(VxrecordDisplay, DisplayThatGoesAwayLeavesAWholeFile) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

@@ -8,7 +8,7 @@
 #include "endtoend/vxrecord_run.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 using testing::HasSubstr;
@@ -136,4 +136,4 @@ TEST_F(VxrecordErrors, InputThatIsCutShortIsRecordedAsFarAsItGoes) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

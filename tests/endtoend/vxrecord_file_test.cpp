@@ -12,7 +12,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 using testing::ElementsAre;
@@ -179,4 +179,4 @@ TEST_F(VxrecordFile, NumberedPicturesAreASequence) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

@@ -9,7 +9,7 @@
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 using testing::HasSubstr;
@@ -123,4 +123,4 @@ TEST(VxrecordResult, EndlessInputWithoutPacingEndsOnASignalToo) {
 }
 
 }  // namespace
-}  // namespace vxtest
+}  // namespace vx::test

@@ -5,7 +5,7 @@
 
 #include "test_picture.h"
 
-namespace vxtest {
+namespace vx::test {
 
 std::vector<std::string> vxrecordWith(const std::vector<std::string>& arguments) {
   std::vector<std::string> words = {VXRECORD_PROGRAM};
@@ -71,4 +71,4 @@ void makeWithFFmpeg(const std::vector<std::string>& arguments) {
   }
 }
 
-}  // namespace vxtest
+}  // namespace vx::test

@@ -9,7 +9,7 @@
 #include "support/media_reader.h"
 #include "support/program.h"
 
-namespace vxtest {
+namespace vx::test {
 
 /// The program's path and these arguments.
 std::vector<std::string> vxrecordWith(const std::vector<std::string>& arguments);
@@ -28,4 +28,4 @@ std::vector<std::int64_t> frameNumbers(const std::string& path);
 /// Runs ffmpeg to make an input. Throws when that fails.
 void makeWithFFmpeg(const std::vector<std::string>& arguments);
 
-}  // namespace vxtest
+}  // namespace vx::test

@@ -6,7 +6,7 @@
 
 #include "support/program.h"
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 struct YCbCr {
@@ -223,4 +223,4 @@ void DrivenRecorder::noteFileDone() {
   _changed.notify_all();
 }
 
-}  // namespace vxtest
+}  // namespace vx::test

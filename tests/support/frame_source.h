@@ -14,7 +14,7 @@
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "support/media_reader.h"
 
-namespace vxtest {
+namespace vx::test {
 
 /// A picture in one pixel format, ready for a frame dictionary.
 struct SourceFrame {
@@ -66,4 +66,4 @@ class DrivenRecorder {
   std::vector<std::string> _log;  // guarded by _mutex
 };
 
-}  // namespace vxtest
+}  // namespace vx::test

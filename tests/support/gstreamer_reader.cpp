@@ -6,7 +6,7 @@
 
 #include "support/program.h"
 
-namespace vxtest {
+namespace vx::test {
 
 std::vector<Picture> decodeWithGStreamer(const std::string& path, int width, int height) {
   const std::string raw = path + ".raw";
@@ -34,4 +34,4 @@ std::vector<Picture> decodeWithGStreamer(const std::string& path, int width, int
   return pictures;
 }
 
-}  // namespace vxtest
+}  // namespace vx::test

@@ -6,11 +6,11 @@
 
 #include "support/media_reader.h"
 
-namespace vxtest {
+namespace vx::test {
 
 /// All pictures of the video track (their times are not told), decoded by OpenH264 and converted by
 /// the file's colour tags. `width` and `height` are the picture's.
 /// Errors: throws ReadError.
 std::vector<Picture> decodeWithGStreamer(const std::string& path, int width, int height);
 
-}  // namespace vxtest
+}  // namespace vx::test

@@ -13,7 +13,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 constexpr AVRational kMilliseconds = {1, 1000};
@@ -336,4 +336,4 @@ std::vector<Picture> decodePictures(const std::string& path) {
   return pictures;
 }
 
-}  // namespace vxtest
+}  // namespace vx::test

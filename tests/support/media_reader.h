@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace vxtest {
+namespace vx::test {
 
 /// The file cannot be opened or read; the text says why.
 class ReadError : public std::runtime_error {
@@ -103,4 +103,4 @@ Decoding decodeStrictly(const std::string& path, const std::function<void(const 
 /// Errors: throws ReadError, also for damage.
 std::vector<Picture> decodePictures(const std::string& path);
 
-}  // namespace vxtest
+}  // namespace vx::test

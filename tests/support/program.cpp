@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace vxtest {
+namespace vx::test {
 namespace {
 
 constexpr std::chrono::milliseconds kPoll{10};
@@ -137,4 +137,4 @@ VirtualDisplay::VirtualDisplay(const std::string& size) {
   _name = ":" + number.substr(0, number.find('\n'));
 }
 
-}  // namespace vxtest
+}  // namespace vx::test

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace vxtest {
+namespace vx::test {
 
 /// How long any wait of a test may last.
 inline constexpr std::chrono::seconds kBound{120};
@@ -66,4 +66,4 @@ class VirtualDisplay {
   std::string _name;
 };
 
-}  // namespace vxtest
+}  // namespace vx::test

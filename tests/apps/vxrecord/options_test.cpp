@@ -1,0 +1,91 @@
+#include "options.h"
+
+#include <gtest/gtest.h>
+
+namespace vxrecord {
+namespace {
+
+Options parsed(const std::vector<std::string>& words) { return parseCommandLine(words).options; }
+
+TEST(Options, DefaultsAreTheRecorders) {
+  const Options options = parsed({"a.mkv"});
+  EXPECT_EQ(options.input, "a.mkv");
+  EXPECT_FALSE(options.storagePath);
+  EXPECT_FALSE(options.filename);
+  EXPECT_EQ(options.index, 1u);
+  EXPECT_EQ(options.folderLimitMegabytes, 0u);
+  EXPECT_EQ(options.pixelFormat.code, vx::kCVPixelFormatType_420YpCbCr8Planar);
+  EXPECT_FALSE(options.durationMs);
+  EXPECT_EQ(options.talk, Talk::normal);
+}
+
+TEST(Options, ValuesStandBehindOrAreAttached) {
+  EXPECT_EQ(parsed({"--index", "5", "a"}).index, 5u);
+  EXPECT_EQ(parsed({"a", "--index=6"}).index, 6u);
+  EXPECT_EQ(parsed({"--filename=x=y.mp4", "a"}).filename, "x=y.mp4");
+  EXPECT_EQ(parsed({"--storage-path", "--strange", "a"}).storagePath, "--strange");
+}
+
+TEST(Options, SecondsBecomeMilliseconds) {
+  EXPECT_EQ(parsed({"--duration", "2.5", "a"}).durationMs, 2500);
+  const Options options = parsed({"--pause-at=0", "--pause-for=.25", "a"});
+  ASSERT_TRUE(options.pause);
+  EXPECT_EQ(options.pause->atMs, 0);
+  EXPECT_EQ(options.pause->forMs, 250);
+}
+
+TEST(Options, LastOneWins) { EXPECT_EQ(parsed({"--index=1", "--index=2", "a"}).index, 2u); }
+
+TEST(Options, DashesEndTheOptions) {
+  EXPECT_EQ(parsed({"--json", "--", "--json"}).input, "--json");
+  EXPECT_EQ(parsed({"-"}).input, "-");
+  EXPECT_THROW(parsed({"-dash.mkv"}), UsageError);
+}
+
+TEST(Options, HelpAndVersionNeedNothingElse) {
+  EXPECT_EQ(parseCommandLine({"--help"}).action, Command::Action::showHelp);
+  EXPECT_EQ(parseCommandLine({"--json", "--version", "--nonsense"}).action,
+            Command::Action::showVersion);
+}
+
+TEST(Options, FlagsTakeNoValue) { EXPECT_THROW(parsed({"--json=yes", "a"}), UsageError); }
+
+TEST(Options, QuietAndVerboseExcludeEachOther) {
+  EXPECT_THROW(parsed({"--quiet", "--verbose", "a"}), UsageError);
+  EXPECT_EQ(parsed({"--quiet", "--quiet", "a"}).talk, Talk::quiet);
+}
+
+TEST(Options, NumbersAreReadToTheirEnd) {
+  for (const char* value : {"", " 1", "1 ", "1x", "+1", "-1", "0x10", "1e3", "4294967296"}) {
+    EXPECT_THROW(parsed({"--index", value, "a"}), UsageError) << value;
+  }
+  for (const char* value : {"", "inf", "nan", "-1", "0", "1s", "1,5", "1e99"}) {
+    EXPECT_THROW(parsed({"--duration", value, "a"}), UsageError) << value;
+  }
+}
+
+TEST(Options, JsonIsFoundInAWrongCommandLine) {
+  EXPECT_TRUE(asksForJson({"--nonsense", "--json"}));
+  EXPECT_FALSE(asksForJson({"--nonsense", "--", "--json"}));
+}
+
+TEST(PixelFormat, NamesCodesAndConstantsAreTaken) {
+  for (const char* name : {"BGRA", "bgra", "32BGRA", "kCVPixelFormatType_32BGRA"}) {
+    const auto format = pixelFormatNamed(name);
+    ASSERT_TRUE(format) << name;
+    EXPECT_EQ(format->code, vx::kCVPixelFormatType_32BGRA);
+  }
+  EXPECT_EQ(pixelFormatNamed("24BG")->code, vx::kCVPixelFormatType_24BGR);
+  EXPECT_EQ(pixelFormatNamed("gray")->code, vx::kCVPixelFormatType_OneComponent8);
+  EXPECT_EQ(pixelFormatNamed("yuvs")->code, vx::kCVPixelFormatType_422YpCbCr8_yuvs);
+  EXPECT_FALSE(pixelFormatNamed("nv12"));
+  EXPECT_FALSE(pixelFormatNamed(""));
+}
+
+TEST(PixelFormat, EveryNameInTheListIsTaken) {
+  const std::string names = pixelFormatNames();
+  EXPECT_EQ(names, "y420, BGRA, ARGB, RGBA, ABGR, RGB, BGR, 2vuy, yuvs, gray");
+}
+
+}  // namespace
+}  // namespace vxrecord
