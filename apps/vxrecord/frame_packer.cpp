@@ -6,6 +6,7 @@
 
 extern "C" {
 #include <libavutil/frame.h>
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -116,20 +117,43 @@ void FramePacker::prepareTarget(const AVFrame& source) {
   }
 }
 
+// The ranges have to be known before the scaler is initialised: it then chooses between copying
+// planes and converting them.
+void FramePacker::prepareScaler(const ScalerKey& key) {
+  if (_scaler && _scalerKey == key) {
+    return;
+  }
+  _scaler.reset(sws_alloc_context());
+  if (!_scaler) {
+    throw std::bad_alloc();
+  }
+  const auto set = [this](const char* name, int value) {
+    av_opt_set_int(_scaler.get(), name, value, 0);
+  };
+  set("srcw", key.width);
+  set("srch", key.height);
+  set("src_format", key.avPixelFormat);
+  set("src_range", key.isFullRange ? 1 : 0);
+  set("dstw", key.width);
+  set("dsth", key.height);
+  set("dst_format", _format.avPixelFormat);
+  set("dst_range", _format.isFullRange ? 1 : 0);
+  set("sws_flags", kScalerFlags);
+  const int result = sws_init_context(_scaler.get(), nullptr, nullptr);
+  if (result < 0) {
+    throw std::runtime_error("the input's pictures cannot be converted: " + libavErrorText(result));
+  }
+  sws_setColorspaceDetails(_scaler.get(), sws_getCoefficients(key.matrix), key.isFullRange ? 1 : 0,
+                           sws_getCoefficients(SWS_CS_ITU601), _format.isFullRange ? 1 : 0, 0, kOne,
+                           kOne);
+  _scalerKey = key;
+}
+
 void FramePacker::convert(const AVFrame& source) {
   prepareTarget(source);
   const SourceColors colors = colorsOf(source);
-  _scaler.reset(sws_getCachedContext(
-      _scaler.release(), source.width, source.height,
-      static_cast<AVPixelFormat>(colors.avPixelFormat), source.width, source.height,
-      static_cast<AVPixelFormat>(_format.avPixelFormat), kScalerFlags, nullptr, nullptr, nullptr));
-  if (!_scaler) {
-    throw std::runtime_error("the input's pictures cannot be converted: " +
-                             libavErrorText(AVERROR(EINVAL)));
-  }
-  sws_setColorspaceDetails(_scaler.get(), sws_getCoefficients(colors.matrix),
-                           colors.isFullRange ? 1 : 0, sws_getCoefficients(SWS_CS_ITU601),
-                           _format.isFullRange ? 1 : 0, 0, kOne, kOne);
+  prepareScaler(
+      {source.width, source.height, colors.avPixelFormat, colors.matrix, colors.isFullRange});
   const int rows = sws_scale(_scaler.get(), source.data, source.linesize, 0, source.height,
                              _target->data, _target->linesize);
   if (rows != source.height) {

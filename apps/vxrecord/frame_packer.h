@@ -30,7 +30,17 @@ class FramePacker {
   PackedFrame pack(const AVFrame& source);
 
  private:
+  /// What a scaler was made for.
+  struct ScalerKey {
+    int width = 0;
+    int height = 0;
+    int avPixelFormat = -1;
+    int matrix = 0;
+    bool isFullRange = false;
+    friend bool operator==(const ScalerKey&, const ScalerKey&) = default;
+  };
   void convert(const AVFrame& source);
+  void prepareScaler(const ScalerKey& key);
   void prepareTarget(const AVFrame& source);
   PackedFrame packed(const AVFrame& picture);
   PackedFrame packedPlanes(const AVFrame& picture);
@@ -38,6 +48,7 @@ class FramePacker {
   PixelFormat _format;
   LibavPointer<AVFrame> _target;
   LibavPointer<SwsContext> _scaler;
+  ScalerKey _scalerKey;
   std::vector<std::uint8_t> _planes;
 };
 

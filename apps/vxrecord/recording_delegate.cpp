@@ -32,11 +32,15 @@ constexpr std::string_view kDone = " - done";
 }  // namespace
 
 void RecordingDelegate::writeLog(const std::string& message, std::int32_t) {
+  std::lock_guard lock(_mutex);
+  // The recorder stops once more when it is let go of, and logs that this came too late.
+  if (_isFileDone) {
+    return;
+  }
   if (_showsLog) {
     std::fprintf(stderr, "%s\n", message.c_str());
   }
   const std::string_view text = withoutPrefix(message);
-  std::lock_guard lock(_mutex);
   if (text.starts_with(kRefused) || text.starts_with(kNoBuffer) || text.starts_with(kNoSample)) {
     ++_lostFrames;
   } else if (text.starts_with(kSpaceShort)) {
