@@ -23,7 +23,8 @@ OPTIONS (also as --name=value; -- ends the options)
                           (otherwise Display_<index>.mp4)
   --index N               the number in that default name (1)
   --file-name-prefix TEXT how --folder-limit recognises recordings
-  --folder-limit MB       afterwards delete the oldest recordings beyond this size (0: none)
+  --folder-limit MB       afterwards delete the oldest recordings beyond this size (0: none);
+                          those named like this one up to its last "_" are spared
   --rotate                show the recording turned by 90 degrees
   --pixel-format CODE     how frames reach the recorder: y420 (default), BGRA, ARGB, RGBA, ABGR,
                           RGB, BGR, 2vuy, yuvs, gray

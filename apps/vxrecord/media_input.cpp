@@ -208,18 +208,20 @@ bool isLiveAddress(const std::string& name) {
   return false;
 }
 
-/// Says why a name that is no file cannot be an address either.
-void requireKnownProtocol(const std::string& name) {
+/// Lets a name that is no file pass when it can be an address or a pattern for numbered pictures.
+void requireAddress(const std::string& name) {
   const std::size_t colon = name.find(':');
-  if (avio_find_protocol_name(name.c_str()) != nullptr || isLiveAddress(name)) {
-    if (colon != std::string::npos || name.find('%') != std::string::npos) {
-      return;
-    }
+  const bool isProtocol =
+      colon != std::string::npos && avio_find_protocol_name(name.c_str()) != nullptr;
+  if (isProtocol || isLiveAddress(name) || av_filename_number_test(name.c_str()) != 0) {
+    return;
   }
-  throw InputError("no such file: " + inQuotes(name) + "; check the name" +
-                   (colon == std::string::npos ? std::string()
-                                               : ", or write an address that FFmpeg knows (\"" +
-                                                     name.substr(0, colon) + ":\" is none)"));
+  std::string advice = "; check the name";
+  if (colon != std::string::npos) {
+    advice += ", or write an address that FFmpeg knows (" + inQuotes(name.substr(0, colon + 1)) +
+              " is none)";
+  }
+  throw InputError("no such file: " + inQuotes(name) + advice);
 }
 
 // A name that stands on disk: the prefix keeps a colon from being read as a protocol, the option
@@ -251,7 +253,7 @@ std::unique_ptr<Input> openMedia(const std::string& name) {
     }
     address = addressOfFile(name, entry.st_mode);
   } else if (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG) {
-    requireKnownProtocol(name);
+    requireAddress(name);
     address.url = name;
     address.isLive = isLiveAddress(name);
   } else {

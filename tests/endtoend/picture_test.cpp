@@ -42,7 +42,7 @@ struct Size {
 class Sizes : public testing::TestWithParam<Size> {};
 
 INSTANTIATE_TEST_SUITE_P(Pixels, Sizes,
-                         testing::Values(Size{1366, 767}, Size{1, 1}, Size{2, 1}, Size{1, 2},
+                         testing::Values(Size{1366, 767}, Size{1, 1}, Size{4, 1}, Size{1, 4},
                                          Size{3, 5}, Size{17, 16}, Size{640, 480}, Size{641, 480},
                                          Size{640, 481}),
                          [](const auto& test) {

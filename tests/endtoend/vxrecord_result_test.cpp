@@ -63,15 +63,16 @@ TEST(VxrecordResult, DefaultFolderIsInDocuments) {
 
 TEST(VxrecordResult, FolderLimitDeletesOlderRecordings) {
   const TemporaryFolder folder;
-  folder.makeFile("Display_old.mp4", 5000000, 0);
-  folder.makeFile("Other_old.mp4", 5000000, 0);
-  ASSERT_EQ(runVxrecord({"--storage-path", folder.path(), "--folder-limit", "1",
-                         "--file-name-prefix", "Display_", "--duration", "0.5", "test:64x48@10"})
-                .status,
-            0);
-  EXPECT_FALSE(folder.has("Display_old.mp4"));
-  EXPECT_TRUE(folder.has("Other_old.mp4"));
-  EXPECT_TRUE(folder.has("Display_1.mp4"));
+  folder.makeFile("rec_monday_1.mp4", 5000000, 0);
+  folder.makeFile("other_monday_1.mp4", 5000000, 0);
+  ASSERT_EQ(
+      runVxrecord({"--storage-path", folder.path(), "--folder-limit", "1", "--file-name-prefix",
+                   "rec_", "--filename", "rec_tuesday_1.mp4", "--duration", "0.5", "test:64x48@10"})
+          .status,
+      0);
+  EXPECT_FALSE(folder.has("rec_monday_1.mp4"));
+  EXPECT_TRUE(folder.has("other_monday_1.mp4"));
+  EXPECT_TRUE(folder.has("rec_tuesday_1.mp4"));
 }
 
 TEST(VxrecordResult, ProgressIsPlainLinesWithoutATerminal) {
