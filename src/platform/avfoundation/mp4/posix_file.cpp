@@ -104,10 +104,9 @@ class PosixFile final : public OutputFile {
   }
 
   Status reserve(std::uint64_t end) override {
-    if (end <= _reservedEnd) return {};
     if (rlimit limit{}; getrlimit(RLIMIT_FSIZE, &limit) == 0 && end > limit.rlim_cur)
       return writingError(EFBIG, _path);
-    if (!_canReserve) return {};
+    if (!_canReserve || end <= _reservedEnd) return {};
     // Ahead by a step, so that not every commit asks; at the end of the disk, what is needed.
     int error = allocate(end + kReserveStepBytes);
     if (error == ENOSPC || error == EDQUOT || error == EFBIG) error = allocate(end);
