@@ -46,31 +46,41 @@ struct CodedSample {
 /// than its predecessor's takes the predecessor's time (stored duration 0), so a clock that steps
 /// back leaves no hole; a duration that wrapped (2^31 ms or more) is never written into a fragment.
 /// Audio: a sample whose time lies before the end of the audio so far is placed at that end; a
-/// later one leaves a gap.
+/// later one leaves a gap. A time before the session's start counts as the start.
 ///
-/// The first error is kept: after it no sample is taken and nothing more is published.
+/// The first error of the disk is kept: after it no sample is taken and nothing more is published,
+/// and every call returns it. Wrong use and unsuitable samples are refused and change nothing.
+/// Letting go of a file that is not finished leaves what was committed.
 /// Thread: one at a time. Every call may block on the disk.
 class RecordingFile {
  public:
   /// Creates the file: it must not exist, a link at the last component is not followed, child
   /// processes do not inherit it, and other recorders and repair find it locked.
+  /// Errors: `AVErrorFileAlreadyExists`, `AVErrorDiskFull`; `NSCocoaErrorDomain` for a missing
+  /// folder, no permission and a read-only disk; `NSPOSIXErrorDomain` for the rest.
   static Status create(const std::string& path, std::unique_ptr<RecordingFile>& out);
   virtual ~RecordingFile() = default;
 
   /// Writes the head and makes it durable. With `reserveAudio` the head has room for an audio track
   /// that `declareAudio` fills in later.
   virtual Status begin(const VideoTrackDescription& video, bool reserveAudio) = 0;
+  /// Describes the audio track, once, before its first sample. The track becomes part of the file
+  /// when its first sample is committed; without a sample the file has none.
   virtual Status declareAudio(const AudioTrackDescription& audio) = 0;
   virtual Status appendVideo(const CodedSample& sample) = 0;
   virtual Status appendAudio(const CodedSample& sample) = 0;
   /// Bytes of samples taken since the last commit.
   virtual std::size_t uncommittedBytes() const = 0;
   virtual bool hasUncommittedSamples() const = 0;
-  /// Makes all samples so far durable and readable as one fragment.
+  /// Makes all samples so far durable and readable as one fragment. What publishes a fragment is
+  /// itself durable with the next commit; a commit without new samples does just that, once, so
+  /// call it at intervals also while nothing comes.
   virtual Status commit() = 0;
   /// Commits, then turns the file into a plain MP4 that ends at `sessionEndMs` (absent: where the
-  /// last sample ends), and closes it. After an error for want of space the file is cut back to the
-  /// last commit and finished all the same; the status is then still that first error.
+  /// last sample ends), and closes it. A picture is shown until then, audio is cut off there. After
+  /// an error for want of space the file is cut back to the last commit and finished all the same,
+  /// ending with its last sample; the status is then still that first error. Without any sample the
+  /// file becomes a well-formed movie of length 0.
   virtual Status finish(std::optional<std::int64_t> sessionEndMs) = 0;
 };
 

@@ -16,9 +16,9 @@ constexpr int kBitsPerByte = 7;
 }  // namespace
 
 void VarintLog::append(std::uint64_t value) {
+  reserve(1);
   bool more = true;
   while (more) {
-    if (_size == _blocks.size() * kBlockBytes) _blocks.push_back(std::make_unique<Block>());
     auto byte = static_cast<std::uint8_t>(value & (kMoreBit - 1));
     value >>= kBitsPerByte;
     more = value != 0;
@@ -26,6 +26,11 @@ void VarintLog::append(std::uint64_t value) {
     (*_blocks[_size / kBlockBytes])[_size % kBlockBytes] = byte;
     ++_size;
   }
+}
+
+void VarintLog::reserve(std::size_t valueCount) {
+  while (_blocks.size() * kBlockBytes < _size + valueCount * kMaxBytesPerValue)
+    _blocks.push_back(std::make_unique<Block>());
 }
 
 std::uint64_t VarintLog::Reader::next() {
@@ -37,6 +42,11 @@ std::uint64_t VarintLog::Reader::next() {
     if ((byte & kMoreBit) == 0) break;
   }
   return value;
+}
+
+void SampleIndex::reserve(std::size_t sampleCount) {
+  _samples.reserve(2 * sampleCount);
+  _chunks.reserve(2);
 }
 
 void SampleIndex::appendSample(const IndexedSample& sample) {

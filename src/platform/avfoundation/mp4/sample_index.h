@@ -13,7 +13,11 @@ namespace vx::mp4 {
 /// Numbers in 7 bits a byte, in blocks: growing neither copies nor doubles what is there.
 class VarintLog {
  public:
+  static constexpr std::size_t kMaxBytesPerValue = 10;
+
   void append(std::uint64_t value);
+  /// Makes room, so that appending this many values cannot fail for want of memory.
+  void reserve(std::size_t valueCount);
   std::size_t sizeBytes() const { return _size; }
 
   class Reader {
@@ -50,6 +54,8 @@ struct IndexedChunk {
 /// The samples and chunks of one track in file order.
 class SampleIndex {
  public:
+  /// Makes room for these samples and one chunk: appending them cannot fail then.
+  void reserve(std::size_t sampleCount);
   void appendSample(const IndexedSample& sample);
   /// `offset` must not be smaller than that of the chunk before.
   void appendChunk(const IndexedChunk& chunk);

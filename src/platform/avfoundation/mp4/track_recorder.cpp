@@ -17,6 +17,7 @@ void TrackRecorder::append(const CodedSample& sample, std::int64_t time) {
 }
 
 const PendingTrack& TrackRecorder::pending(std::int64_t origin) {
+  _index.reserve(_pending.samples.size());
   _pending.firstTime = _pendingTime - origin;
   return _pending;
 }

@@ -25,9 +25,10 @@ class TrackRecorder {
   /// Takes a sample that stands at `time`, not before the last one. The predecessor's stored
   /// duration becomes the time to it.
   void append(const CodedSample& sample, std::int64_t time);
-  /// The samples that wait, timed from `origin`.
+  /// The samples that wait, timed from `origin`, with room in the index for them.
   const PendingTrack& pending(std::int64_t origin);
-  /// What waited lies in the file from `offset` on.
+  /// What waited lies in the file from `offset` on. Needs no memory: what is published can always
+  /// be indexed.
   void markCommitted(std::uint64_t offset);
   void dropPending();
 
