@@ -23,7 +23,7 @@ bool exceedsMachine(std::size_t size) {
   return size / static_cast<std::size_t>(bytesPerPage) > static_cast<std::size_t>(pages) / 2;
 }
 
-std::size_t roundedUp(std::size_t value) {
+[[maybe_unused]] std::size_t roundedUp(std::size_t value) {
   return (value + kPixelMemoryAlignment - 1) / kPixelMemoryAlignment * kPixelMemoryAlignment;
 }
 
