@@ -153,19 +153,19 @@ TEST_F(MovieFileTest, LeavesAGapBeforeALaterSound) {
   EXPECT_EQ(stts(1), (std::vector<RunEntry>{{1, 1024}, {1, 3072}, {1, 4904}, {1, 1024}}));
 }
 
-TEST_F(MovieFileTest, TrimsTheStartOfTheSoundExactly) {
+TEST_F(MovieFileTest, LeavesSilenceWhereTheSoundIsTrimmedAndTheRestInStep) {
   show(0);
   describeSound(2112);
   for (int i = 0; i < 10; ++i) hear(0);
   commit();
   look();
-  EXPECT_EQ(edits(1), (std::vector<EditBox>{{0, 2112, 0x10000}}));
+  EXPECT_EQ(edits(1), (std::vector<EditBox>{{44, -1, 0x10000}, {0, 2112, 0x10000}}));
   EXPECT_EQ(readMovie(bytes).complaints, std::vector<std::string>());
   finish(1000);
-  EXPECT_EQ(edits(1), (std::vector<EditBox>{{170, 2112, 0x10000}}));
+  EXPECT_EQ(edits(1), (std::vector<EditBox>{{44, -1, 0x10000}, {170, 2112, 0x10000}}));
   const ReadMovie movie = readMovie(bytes, Decode::strictly);
   EXPECT_EQ(movie.complaints, std::vector<std::string>());
-  EXPECT_EQ(movie.audio()->packets.back().time, 9 * 1024 - 2112);
+  EXPECT_EQ(movie.audio()->packets.back().time, 9 * 1024);
 }
 
 TEST_F(MovieFileTest, StartsALateSoundBehindAnEmptyEditInBothLives) {
