@@ -54,6 +54,9 @@ class VXVideoRecorderPeer {
                          std::uint64_t bytesPerRow, std::uint64_t rows) {
     VXVideoRecorder::copyBuffer(source, sourceBytesPerRow, destination, bytesPerRow, rows);
   }
+  static void copyPlanes(const void* frame, vx::CGSize size, vx::CVPixelBufferRef buffer) {
+    VXVideoRecorder::copyPlanes(frame, size, buffer);
+  }
   void createBlackBufferWithFormat(std::uint32_t format, vx::CGSize size) {
     _recorder.createBlackBufferWithFormat(format, size);
   }

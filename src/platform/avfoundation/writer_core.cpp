@@ -358,9 +358,17 @@ Status WriterCore::commitIfDue() {
   return due || _file->uncommittedBytes() >= kCommitBytes ? commit() : Status::success();
 }
 
+// The commit after the last one has no samples: it makes the last one durable.
 Status WriterCore::commit() {
+  const bool hadSamples = _file->hasUncommittedSamples();
   _commitDue.reset();
-  return _file->commit();
+  if (Status status = _file->commit(); !status) {
+    return status;
+  }
+  if (hadSamples) {
+    noteUncommitted();
+  }
+  return Status::success();
 }
 
 // After an error the file is completed at once with what it has: nobody may ever ask for it.
