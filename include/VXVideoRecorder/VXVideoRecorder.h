@@ -38,7 +38,9 @@
 /// Errors: a recorder reports through its delegate's log and returns nothing; see each call. Only
 /// wrong kinds in a frame dictionary and a delegate's own exceptions reach the caller.
 class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
-  struct ConstructionKey {};
+  struct ConstructionKey {
+    explicit ConstructionKey() = default;
+  };
 
  public:
   // ---- object and configuration (src/recorder/configuration.cpp) ---------------------------
@@ -274,7 +276,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void checkFolderSizeAndDeleteFile(const std::string& name);
 
   // The fields, in their order; `delegate` and `thread`, the first two, stand above.
-  bool _pause = false;                           // the next accepted frame ends a pause
+  std::atomic<bool> _pause = false;              // the next accepted frame ends a pause
   vx::CVPixelBufferRef _buffer = nullptr;        // the held frame; owned
   std::uint32_t _startTime = 0;                  // host ms that is time 0 of the file
   std::uint32_t _timestamp = 0;                  // ms of video written so far

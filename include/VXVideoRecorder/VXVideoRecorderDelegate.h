@@ -12,17 +12,19 @@ class VXVideoRecorderDelegate {
  public:
   virtual ~VXVideoRecorderDelegate() = default;
 
-  /// One line of the recorder's log, UTF-8. Every line opens with the recorder's class and identity
-  /// in brackets. Level 2 is the normal level; level 1 marks a failed query of the disk's space.
-  /// Thread: the one that called the recorder; the line of a finished file comes on the writer's.
+  /// One line of the recorder's log, UTF-8. Every line but one opens with the recorder's class and
+  /// identity in brackets; the failed query of the disk's space names the class alone. Level 2 is
+  /// the normal level; level 1 marks a failed query of the disk's space. Thread: the one that
+  /// called the recorder; the line of a finished file comes on the writer's.
   virtual void writeLog(const std::string& message, std::int32_t level) {
     (void)message;
     (void)level;
   }
 
-  /// The file is complete, or as complete as a failure allowed. Comes once after a `stop`, behind
-  /// the log line that says "done" or "failed" and behind the folder quota; not after a recorder
-  /// that was destroyed without `stop`.
-  /// Thread: the writer's. The recorder may be released here.
+  /// The file is complete, or as complete as a failure allowed. Comes once, after the first `stop`
+  /// of a recorder that wrote at least one frame, behind the folder quota and the log line that
+  /// says "done" or "failed". Not after a recorder that was destroyed without `stop`, and not when
+  /// the writer refused to be stopped, which is a line of the log. Thread: the writer's. The
+  /// recorder may be released here.
   virtual void writeVideoFileDone() {}
 };

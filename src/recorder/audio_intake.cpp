@@ -96,6 +96,7 @@ void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) {
   if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
     return;
   }
+  const auto alive = weak_from_this().lock();  // a delegate may let go of the recorder meanwhile
   const auto status = [this] { return _writer ? _writer->status() : AVAssetWriterStatusUnknown; };
   if (!isReady(_audioWriterInput) || status() != AVAssetWriterStatusWriting) {
     const int readiness = isReady(_audioWriterInput);

@@ -54,8 +54,9 @@ void VXVideoRecorder::handleErrorCode(std::int64_t code, const std::optional<NSE
 void VXVideoRecorder::sendRecorderError(std::int64_t) {}
 
 void VXVideoRecorder::writeLog(const std::string& message, std::int32_t level) {
-  if (delegate) {
-    delegate->writeLog(message, level);
+  // Held on to: the host may let go of the recorder or of the delegate from within.
+  if (const std::shared_ptr<VXVideoRecorderDelegate> receiver = delegate) {
+    receiver->writeLog(message, level);
   }
 }
 

@@ -12,6 +12,7 @@ constexpr CMTimeScale kMillisecondTimescale = 1000;
 void VXVideoRecorder::pause() { _pause = true; }
 
 void VXVideoRecorder::stop() {
+  const auto alive = weak_from_this().lock();  // none while the recorder is being destroyed
   if (!_writer) {
     return;
   }
@@ -61,8 +62,8 @@ void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
   writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
                (completed ? "done" : "failed"),
            kLogLevel);
-  if (delegate) {
-    delegate->writeVideoFileDone();
+  if (const std::shared_ptr<VXVideoRecorderDelegate> receiver = delegate) {
+    receiver->writeVideoFileDone();
   }
 }
 

@@ -33,6 +33,7 @@ void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) {
   if (!frame) {
     return;
   }
+  const auto alive = weak_from_this().lock();  // a delegate may let go of the recorder meanwhile
   const std::uint32_t timestamp = unsignedIntValueForKey(*frame, "timestamp");
   const bool isHwDecode = boolValueForKey(*frame, "isHwDecode");
   const void* frameBuffer = frameBytes(*frame);
@@ -115,15 +116,14 @@ void VXVideoRecorder::appendBufferWithDuration(std::uint32_t durationMs) {
     return;
   }
   setFirstVideoBuffer(false);
-  const auto sample = CFRef<CMSampleBufferRef>::adopt(setVedioBuffer(_buffer, durationMs));
+  // A frame is offered to the writer once, whatever becomes of it.
+  const auto offered = CFRef<CVPixelBufferRef>::adopt(std::exchange(_buffer, nullptr));
+  const auto sample = CFRef<CMSampleBufferRef>::adopt(setVedioBuffer(offered.get(), durationMs));
   if (sample) {
     offerVideoSample(sample.get(), durationMs);
   } else {
     writeLog(logPrefix() + " Sample buffer create failed", kLogLevel);
   }
-  // A frame is offered to the writer once, whatever became of it.
-  CVPixelBufferRelease(_buffer);
-  _buffer = nullptr;
 }
 
 void VXVideoRecorder::offerVideoSample(CMSampleBufferRef sample, std::uint32_t durationMs) {

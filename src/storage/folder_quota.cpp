@@ -23,10 +23,11 @@ struct Candidates {
 };
 
 const std::optional<NSRegularExpression>& nameStemExpression() {
-  static const std::optional<NSRegularExpression> expression =
-      NSRegularExpression::regularExpressionWithPattern(kNameStemPattern,
-                                                        NSRegularExpressionCaseInsensitive);
-  return expression;
+  // Never destroyed: a file may be finished, and its folder pruned, while the program ends.
+  static const auto* const expression =
+      new std::optional<NSRegularExpression>(NSRegularExpression::regularExpressionWithPattern(
+          kNameStemPattern, NSRegularExpressionCaseInsensitive));
+  return *expression;
 }
 
 std::uint64_t sizeOf(const Folder& folder, const std::string& subpath) {

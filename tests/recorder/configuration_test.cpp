@@ -37,6 +37,23 @@ TEST_F(Configuration, FreshRecorderHasItsDefaults) {
   EXPECT_TRUE(peer.pools().empty());
 }
 
+TEST_F(Configuration, FreshRecorderHasNoStoragePath) {
+  EXPECT_EQ(VXVideoRecorder::initWithDelegate(nullptr)->storagePath(), std::nullopt);
+}
+
+TEST_F(Configuration, WriterAndInputsAreKeptAsGiven) {
+  auto audio = std::make_shared<ScriptedInput>(AVMediaTypeAudio);
+  recorder->setWriter(writer);
+  recorder->setVideoWriterInput(input);
+  recorder->setAudioWriterInput(audio);
+  recorder->setStoragePath("elsewhere");
+  EXPECT_EQ(recorder->writer(), writer);
+  EXPECT_EQ(recorder->videoWriterInput(), input);
+  EXPECT_EQ(recorder->audioWriterInput(), audio);
+  EXPECT_EQ(recorder->storagePath(), "elsewhere");
+  EXPECT_TRUE(writer->calls.empty());
+}
+
 TEST_F(Configuration, FirstVideoFrameTimeOfFreshRecorderIsAllZero) {
   const CMTime time = recorder->firstVideoFrameTime();
   EXPECT_EQ(time.value, 0);

@@ -298,6 +298,52 @@ TEST_F(Stop, DestroyingAnIdleRecorderSaysNothing) {
   EXPECT_EQ(delegate.use_count(), 1);
 }
 
+TEST_F(Stop, LineComesBeforeTheNotice) {
+  useScriptedWriter();
+  struct Ordered : VXVideoRecorderDelegate {
+    std::vector<std::string> events;
+    void writeLog(const std::string&, std::int32_t) override { events.push_back("line"); }
+    void writeVideoFileDone() override { events.push_back("notice"); }
+  };
+  auto ordered = std::make_shared<Ordered>();
+  recorder->delegate = ordered;
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_THAT(ordered->events, ElementsAre("line", "notice"));
+}
+
+TEST_F(Stop, DestructionWritesTheHeldFrameForOneMillisecond) {
+  useScriptedWriter();
+  appendAt(0);
+  appendAt(40);
+  recorder.reset();
+  ASSERT_EQ(input->samples.size(), 2u);
+  EXPECT_EQ(input->samples[1].duration.value, 1);
+}
+
+TEST_F(Stop, DestructionAfterStopLogsWhatTheWriterRaises) {
+  useScriptedWriter();
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  input->raisesOnFinish = NSException(NSInternalInconsistencyException, "finished already");
+  const std::string expected = line(" exception : finished already. (");
+  recorder.reset();
+  EXPECT_THAT(messages().back(), StartsWith(expected));
+}
+
+TEST_F(Stop, StoppedFileItselfSurvivesItsQuota) {
+  recorder->setFilename("rec_1.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  const std::string victim = folder / "record-of-old.mp4";
+  std::ofstream(victim) << std::string(2'000'000, 'x');
+  appendAt(0);
+  recorder->stop();
+  ASSERT_TRUE(delegate->waitForFilesDone());
+  EXPECT_TRUE(std::filesystem::exists(folder / "rec_1.mp4"));
+  EXPECT_FALSE(std::filesystem::exists(victim));
+}
+
 TEST_F(Stop, DestructionFinishesTheFileWithoutAWordToTheDelegate) {
   useScriptedWriter();
   recorder->setFilename("new_1.mp4");

@@ -334,16 +334,43 @@ TEST_F(VideoIntake, LowSpaceIsReportedForEveryFrameAndRecordingGoesOn) {
   EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
 }
 
-TEST_F(VideoIntake, FailedPreparationSetsTheClockAnewWithEveryFrame) {
-  // A name whose bytes end the path early gives no location that a writer takes.
-  recorder->setStoragePath(folder.path());
-  recorder->setFilename("recording.mp4");
+TEST_F(VideoIntake, FailedStartRefusesEveryFrame) {
   append(FrameBuilder().at(100).size(20000, 1));  // too wide for the encoder: the start fails
   EXPECT_EQ(peer.startTime(), 100u);
   EXPECT_EQ(countOf(line(" Error in startWriting")), 1);
   append(FrameBuilder().at(140).size(20000, 1));
   EXPECT_EQ(peer.startTime(), 100u);
   EXPECT_EQ(countOf(refusal(0, 3)), 2);
+}
+
+TEST_F(VideoIntake, SampleThatCannotBeMadeIsLoggedAndChangesNoTime) {
+  useScriptedWriter();
+  peer.timestamp() = 7;
+  recorder->setFirstVideoBuffer(true);
+  peer.appendBufferWithDuration(5);  // nothing is held
+  EXPECT_EQ(countOf(line(" Sample buffer create failed")), 1);
+  EXPECT_FALSE(recorder->firstVideoBuffer());
+  EXPECT_EQ(peer.timestamp(), 7u);
+  EXPECT_TRUE(writer->calls.empty());
+}
+
+TEST_F(VideoIntake, PauseWhoseBlackCannotBeMadeKeepsTheHeldFrame) {
+  useScriptedWriter();
+  appendAt(0);
+  const CVPixelBufferRef held = peer.buffer();
+  recorder->pause();
+  recorder->appendVideoSample(
+      {{"timestamp", 300u}, {"pixelFormatType", 0x3F3F3F3Fu}, {"width", 8u}, {"height", 8u}});
+  EXPECT_FALSE(peer.pause());
+  ASSERT_EQ(input->samples.size(), 1u);
+  EXPECT_EQ(input->samples[0].image, held);
+  EXPECT_EQ(peer.buffer(), nullptr);
+}
+
+TEST_F(VideoIntake, ThreadsNameSaysWhenThereIsNoFilename) {
+  useScriptedWriter();
+  appendAt(0);
+  EXPECT_EQ(recorder->thread->name(), "[VXVideoRecorder] (null) (1)");
 }
 
 TEST_F(VideoIntake, SampleIsContiguousOverManyFrames) {

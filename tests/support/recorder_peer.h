@@ -13,7 +13,7 @@ class VXVideoRecorderPeer {
   explicit VXVideoRecorderPeer(VXVideoRecorder& recorder) : _recorder(recorder) {}
 
   // Fields.
-  bool& pause() { return _recorder._pause; }
+  bool pause() const { return _recorder._pause; }
   vx::CVPixelBufferRef& buffer() { return _recorder._buffer; }
   std::uint32_t& startTime() { return _recorder._startTime; }
   std::uint32_t& timestamp() { return _recorder._timestamp; }

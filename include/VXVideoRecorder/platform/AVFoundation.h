@@ -74,9 +74,10 @@ class AVAssetWriterInput {
   virtual bool isReadyForMoreMediaData() const;
   /// Puts the sample into the queue, with a reference of its own to what it holds; no coding, no
   /// conversion and no file access happens here. False when the writer is not writing or the sample
-  /// cannot be stored (an invalid time, another coding than the track's, no data).
-  /// Errors: raises `NSInternalInconsistencyException` before a session, after `markAsFinished`,
-  /// and on an input that no writer has.
+  /// cannot be stored (an invalid time, another coding than the track's, no data), and after
+  /// `markAsFinished`.
+  /// Errors: raises `NSInternalInconsistencyException` before a session and on an input that no
+  /// writer has.
   virtual bool appendSampleBuffer(CMSampleBufferRef sampleBuffer);
   /// No more samples will come.
   /// Errors: raises `NSInternalInconsistencyException` when the writer never started, is finishing,
@@ -122,13 +123,13 @@ class AVAssetWriter {
   AVAssetWriter(const AVAssetWriter&) = delete;
   AVAssetWriter& operator=(const AVAssetWriter&) = delete;
 
-  /// Adds a track, before the start.
-  /// Errors: raises `NSInvalidArgumentException` for an input that a writer has already, a second
-  /// one of the same media type, or settings that cannot be honoured;
-  /// `NSInternalInconsistencyException` after the start.
+  /// Adds a track, before the start. Its settings are read when writing starts.
+  /// Errors: raises `NSInvalidArgumentException` for an input that a writer has already, or a
+  /// second one of the same media type; `NSInternalInconsistencyException` after the start.
   virtual void addInput(std::shared_ptr<AVAssetWriterInput> input) = 0;
   /// Creates the file (which must not exist) and starts the threads. False, with status failed and
-  /// `error` set, when that is impossible. Blocks for the creation of one file.
+  /// `error` set, when that is impossible or the video's settings cannot be honoured. Blocks for
+  /// the creation of one file.
   virtual bool startWriting() = 0;
   /// The source time that is time 0 of the file.
   /// Errors: raises `NSInternalInconsistencyException` unless the writer is writing without

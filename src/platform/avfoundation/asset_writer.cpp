@@ -82,10 +82,11 @@ Status FileAssetWriter::start() {
 }
 
 void FileAssetWriter::startSessionAtSourceTime(CMTime startTime) {
-  if (_core->status() == AVAssetWriterStatusFailed) {
+  const AVAssetWriterStatus statusNow = _core->status();  // once: the coding thread may fail now
+  if (statusNow == AVAssetWriterStatusFailed) {
     return;
   }
-  if (_core->status() != AVAssetWriterStatusWriting || CMTIME_IS_VALID(_sessionStart)) {
+  if (statusNow != AVAssetWriterStatusWriting || CMTIME_IS_VALID(_sessionStart)) {
     raiseWrongUse("A session is started once, while the writer is writing");
   }
   if (!CMTIME_IS_NUMERIC(startTime)) {

@@ -93,16 +93,14 @@ bool QueueingInput::mayAppend() const {
   if (!_core) {
     raiseWrongUse("An input takes samples only after it was added to a writer");
   }
-  if (_core->status() == AVAssetWriterStatusFailed) {
+  const AVAssetWriterStatus statusNow = _core->status();
+  if (statusNow == AVAssetWriterStatusFailed) {
     return false;
   }
   if (CMTIME_IS_INVALID(_sessionStart)) {
     raiseWrongUse("An input takes samples only after the writer's session was started");
   }
-  if (_markedAsFinished) {
-    raiseWrongUse("An input takes no samples after it was marked as finished");
-  }
-  return _core->status() == AVAssetWriterStatusWriting;
+  return statusNow == AVAssetWriterStatusWriting && !_markedAsFinished;
 }
 
 // ---- VideoInput ----------------------------------------------------------------------------
@@ -140,8 +138,16 @@ bool AudioInput::isReadyForMoreMediaData() const {
 
 bool AudioInput::appendSampleBuffer(CMSampleBufferRef sampleBuffer) {
   CodedAudio audio;
-  return mayAppend() && sampleBuffer && _core->hasRoomForAudio() &&
-         _reader.read(sampleBuffer, _sessionStart, audio) && _core->append(std::move(audio));
+  if (!mayAppend() || !sampleBuffer || !_core->hasRoomForAudio() ||
+      !_reader.read(sampleBuffer, _sessionStart, audio)) {
+    return false;
+  }
+  const bool describesTrack = audio.track.has_value();
+  const bool appended = _core->append(std::move(audio));
+  if (!appended && describesTrack) {
+    _reader.forgetTrack();  // the next buffer describes it again
+  }
+  return appended;
 }
 
 bool AudioInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) {

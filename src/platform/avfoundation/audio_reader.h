@@ -39,6 +39,8 @@ class AudioReader {
   /// no data, no numeric time, sizes that do not fit the data, a format that AAC does not have or
   /// that is not the track's.
   bool read(CMSampleBufferRef buffer, CMTime sessionStart, CodedAudio& out);
+  /// The next buffer counts as the first.
+  void forgetTrack() { _format.reset(); }
 
  private:
   struct Format {

@@ -1,11 +1,13 @@
 // A queue between two threads, bounded by number and by bytes.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -29,14 +31,16 @@ class BoundedQueue {
     return !_closed && roomLeft();
   }
 
-  /// Takes the item if there is room and the queue is open; never blocks.
+  /// Takes the item if there is room, in memory too, and the queue is open; never blocks.
   bool tryPush(T&& item, std::size_t bytes) {
-    {
+    try {
       std::lock_guard lock(_mutex);
       if (_closed || !roomLeft()) {
         return false;
       }
       add(std::move(item), bytes);
+    } catch (const std::bad_alloc&) {
+      return false;
     }
     _itemAdded.notify_one();
     return true;
@@ -73,8 +77,9 @@ class BoundedQueue {
 
   /// Blocks until there is room, the queue is closed, or the time is over; true for room.
   bool waitForRoom(std::chrono::milliseconds timeout) {
+    const auto bounded = std::min<std::chrono::milliseconds>(timeout, std::chrono::hours(24 * 365));
     std::unique_lock lock(_mutex);
-    _itemTaken.wait_for(lock, timeout, [&] { return _closed || roomLeft(); });
+    _itemTaken.wait_for(lock, bounded, [&] { return _closed || roomLeft(); });
     return !_closed && roomLeft();
   }
 

@@ -1,10 +1,12 @@
 #include "platform/avfoundation/outstanding_work.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -16,24 +18,23 @@ struct Ledger {
   std::condition_variable changed;
   int outstanding = 0;   // guarded by mutex
   bool exiting = false;  // guarded by mutex
+  pid_t process = 0;     // guarded by mutex; the one whose threads do the work
 };
 
 thread_local int workDepth = 0;
 
-void waitAtExit();
-
 // Never destroyed: threads may still use it while the process ends.
 Ledger& ledger() {
-  static Ledger* const instance = [] {
-    std::atexit(waitAtExit);
-    return new Ledger;
-  }();
+  static Ledger* const instance = new Ledger;
   return *instance;
 }
 
 void waitAtExit() {
   Ledger& book = ledger();
   std::unique_lock lock(book.mutex);
+  if (book.process != getpid()) {
+    return;  // a child inherits the count, but not the threads that would bring it down
+  }
   // A worker that exits the program itself is part of what would be waited for.
   const int own = workDepth > 0 ? 1 : 0;
   book.changed.wait(lock, [&] { return book.outstanding <= own; });
@@ -43,7 +44,6 @@ void waitAtExit() {
 }  // namespace
 
 bool startThread(const char* name, std::function<void()> body) {
-  ledger();  // the exit handler stands before the first thread
   try {
     std::thread thread(std::move(body));
     pthread_setname_np(thread.native_handle(), name);
@@ -51,13 +51,20 @@ bool startThread(const char* name, std::function<void()> body) {
     return true;
   } catch (const std::system_error&) {
     return false;
+  } catch (const std::bad_alloc&) {
+    return false;
   }
 }
 
 void begin() {
   Ledger& book = ledger();
   std::lock_guard lock(book.mutex);
-  ++book.outstanding;
+  if (book.outstanding++ == 0) {
+    // Anew each time: what the program built before this moment, the host's statics included, must
+    // still be there while the work is waited for.
+    book.process = getpid();
+    std::atexit(waitAtExit);
+  }
 }
 
 void end() {

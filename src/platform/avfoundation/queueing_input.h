@@ -5,6 +5,8 @@
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/writer_core.h"
 
+#include <atomic>
+
 namespace vx {
 
 /// An input that belongs to a writer once `attach` was called.
@@ -28,7 +30,7 @@ class QueueingInput : public AVAssetWriterInput {
 
   std::shared_ptr<WriterCore> _core;
   CMTime _sessionStart = kCMTimeInvalid;
-  bool _markedAsFinished = false;
+  std::atomic<bool> _markedAsFinished = false;
 };
 
 /// Codes pictures.

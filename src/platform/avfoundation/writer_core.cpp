@@ -184,9 +184,9 @@ void WriterCore::abandon() {
     if (_finishing || !_writingThreadRuns) {
       return;
     }
+    outstanding_work::begin();
     _abandoned = true;
   }
-  outstanding_work::begin();
   _pictures.close();
   _requestCame.notify_all();
 }
@@ -317,9 +317,19 @@ Status WriterCore::begin(const mp4::VideoTrackDescription& track) {
 
 Status WriterCore::writeAudio(const CodedAudio& audio) {
   if (audio.track) {
-    if (Status status = _file->declareAudio(*audio.track); !status) {
-      return status;
+    const Status declared = _file->declareAudio(*audio.track);
+    if (!declared && declared.error().code() == AVErrorInvalidSourceMedia) {
+      // No reason to end the video: the file goes on without sound.
+      NSLog("The audio is not recorded: " + declared.error().localizedDescription());
+      return Status::success();
     }
+    if (!declared) {
+      return declared;
+    }
+    _audioDeclared = true;
+  }
+  if (!_audioDeclared) {
+    return Status::success();
   }
   for (const CodedAudioUnit& unit : audio.units) {
     const mp4::CodedSample sample{unit.bytes, unit.time, unit.duration, true};

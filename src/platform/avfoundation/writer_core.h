@@ -137,6 +137,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   // The writing thread's.
   std::unique_ptr<mp4::RecordingFile> _file;
   bool _begun = false;
+  bool _audioDeclared = false;
   std::vector<CodedAudio> _audioBeforeHead;
   bool _firstPictureWritten = false;
   std::optional<Clock::time_point> _commitDue;

@@ -24,11 +24,15 @@ struct Stage {
   bool encoderThrowsBadAlloc = false;
   bool diskIsStuck = false;
   int commitFailsAt = -1;  // index of the commit
+  std::size_t unitBytes = 100;
+  bool audioIsUnsuitable = false;
 
   int pictures = 0;
   bool began = false;
   std::vector<std::int64_t> times;
   std::vector<bool> keyFrameWishes;
+  int audioUnits = 0;
+  bool audioCameBehindTheHead = false;
   int commits = 0;
   int finishes = 0;
   std::optional<std::int64_t> sessionEndMs;
@@ -50,7 +54,7 @@ struct Stage {
 
 class FakeEncoder final : public VideoEncoder {
  public:
-  explicit FakeEncoder(Stage& stage) : _stage(stage) {}
+  explicit FakeEncoder(Stage& stage) : _stage(stage), _bytes(stage.unitBytes) {}
   Status open(const VideoEncoderSettings&) override {
     return _stage.encoderOpens ? Status::success() : Status(error("no encoder"));
   }
@@ -74,7 +78,7 @@ class FakeEncoder final : public VideoEncoder {
  private:
   Stage& _stage;
   ParameterSets _sets;
-  std::vector<std::uint8_t> _bytes = std::vector<std::uint8_t>(100);
+  std::vector<std::uint8_t> _bytes;
 };
 
 class FakeFile final : public mp4::RecordingFile {
@@ -84,13 +88,23 @@ class FakeFile final : public mp4::RecordingFile {
     _stage.change([&] { _stage.began = true; });
     return Status::success();
   }
-  Status declareAudio(const mp4::AudioTrackDescription&) override { return Status::success(); }
+  Status declareAudio(const mp4::AudioTrackDescription&) override {
+    return _stage.audioIsUnsuitable ? Status(NSError(AVFoundationErrorDomain,
+                                                     AVErrorInvalidSourceMedia, "no such audio"))
+                                    : Status::success();
+  }
   Status appendVideo(const mp4::CodedSample& sample) override {
     _stage.change([&] { _stage.times.push_back(sample.time); });
     _uncommitted += sample.bytes.size();
     return Status::success();
   }
-  Status appendAudio(const mp4::CodedSample&) override { return Status::success(); }
+  Status appendAudio(const mp4::CodedSample&) override {
+    _stage.change([&] {
+      ++_stage.audioUnits;
+      _stage.audioCameBehindTheHead = _stage.began;
+    });
+    return Status::success();
+  }
   std::size_t uncommittedBytes() const override { return _uncommitted; }
   bool hasUncommittedSamples() const override { return _uncommitted > 0; }
   Status commit() override {
@@ -207,15 +221,56 @@ TEST_F(WriterCoreTest, KeyFrameWishesReachTheEncoder) {
 
 TEST_F(WriterCoreTest, StuckDiskFillsTheQueuesAndLosesNothing) {
   stage.diskIsStuck = true;
+  stage.unitBytes = 16 * 1024 * 1024;  // two of them fill the queue behind the encoder
   start();
-  // Uncommitted samples pile up only as far as the bounds; small ones all fit.
-  std::size_t accepted = 0;
-  while (accepted < 100 && core->waitForRoom(std::chrono::milliseconds(200))) {
-    ASSERT_TRUE(append(static_cast<std::int64_t>(accepted++)));
+  // One is being written, two wait for the disk, one is in the encoder's hands, and the rest of the
+  // accepted ones wait for the encoder.
+  constexpr int kMostAccepted = 1 + 2 + 1 + 12;
+  int accepted = 0;
+  while (accepted <= kMostAccepted && core->waitForRoom(std::chrono::milliseconds(500))) {
+    ASSERT_TRUE(append(accepted++));
   }
+  EXPECT_EQ(accepted, kMostAccepted);
+  EXPECT_FALSE(core->hasRoomForPicture());
+  EXPECT_FALSE(append(accepted));
   stage.change([&] { stage.diskIsStuck = false; });
   finish();
-  EXPECT_THAT(stage.times, SizeIs(accepted));
+  EXPECT_THAT(stage.times, SizeIs(static_cast<std::size_t>(accepted)));
+}
+
+TEST_F(WriterCoreTest, LastCommitIsFollowedByOneThatMakesItDurable) {
+  start();
+  appendWhenReady(0);
+  EXPECT_TRUE(stage.waitFor([&] { return stage.commits == 2; }));
+  EXPECT_THAT(stage.times, SizeIs(1));
+}
+
+TEST_F(WriterCoreTest, AudioThatTheFileCannotDescribeIsLeftOutAlone) {
+  stage.audioIsUnsuitable = true;
+  start();
+  CodedAudio audio;
+  audio.track = mp4::AudioTrackDescription{};
+  audio.units.push_back({{1, 2, 3}, 0, 1024});
+  ASSERT_TRUE(core->append(std::move(audio)));
+  CodedAudio more;
+  more.units.push_back({{4, 5, 6}, 1024, 1024});
+  ASSERT_TRUE(core->append(std::move(more)));
+  appendWhenReady(0);
+  finish();
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusCompleted);
+  EXPECT_EQ(stage.audioUnits, 0);
+}
+
+TEST_F(WriterCoreTest, AudioThatComesBeforeTheHeadWaitsForIt) {
+  start();
+  CodedAudio audio;
+  audio.track = mp4::AudioTrackDescription{};
+  audio.units.push_back({{1, 2, 3}, 0, 1024});
+  ASSERT_TRUE(core->append(std::move(audio)));
+  appendWhenReady(0);
+  finish();
+  EXPECT_EQ(stage.audioUnits, 1);
+  EXPECT_TRUE(stage.audioCameBehindTheHead);
 }
 
 TEST_F(WriterCoreTest, EncoderThatDoesNotOpenFailsTheWriter) {

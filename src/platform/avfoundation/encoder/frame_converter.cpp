@@ -109,6 +109,36 @@ void copyPlanes(const PlanarPicture& from, const PlanarTarget& to) {
   }
 }
 
+// The scaler takes sides of at most 32768 pixels; a buffer's may be twice as long.
+constexpr int kLongestScaledSide = 32768;
+
+bool isTooLongToScale(const PlanarPicture& picture) {
+  return picture.width > kLongestScaledSide || picture.height > kLongestScaledSide;
+}
+
+// Every second pixel along the sides that are too long.
+PlanarPicture thinned(const PlanarPicture& from, OwnPicture& memory) {
+  const int stepX = from.width > kLongestScaledSide ? 2 : 1;
+  const int stepY = from.height > kLongestScaledSide ? 2 : 1;
+  memory.setSize(from.width / stepX, from.height / stepY);
+  const PlanarTarget& target = memory.target();
+  for (int plane = 0; plane < 3; ++plane) {
+    const int width = planeSide(from.width / stepX, plane);
+    const int height = planeSide(from.height / stepY, plane);
+    const int lastX = planeSide(from.width, plane) - 1;
+    const int lastY = planeSide(from.height, plane) - 1;
+    for (int y = 0; y < height; ++y) {
+      const std::uint8_t* source =
+          from.planes[plane] + std::ptrdiff_t{std::min(y * stepY, lastY)} * from.bytesPerRow[plane];
+      std::uint8_t* row = target.planes[plane] + std::ptrdiff_t{y} * target.bytesPerRow[plane];
+      for (int x = 0; x < width; ++x) {
+        row[x] = source[std::min(x * stepX, lastX)];
+      }
+    }
+  }
+  return memory.picture();
+}
+
 // An odd side's chroma is complete; luma repeats its last column and row.
 void padLuma(const PlanarTarget& target, int width, int height) {
   std::uint8_t* luma = target.planes[0];
@@ -161,8 +191,9 @@ NSError failure(std::string text) {
 }  // namespace
 
 struct FrameConverter::Scratch {
-  OwnPicture track;   // the picture handed out when it is not the buffer's own
-  OwnPicture source;  // a packed picture of another size, before it is scaled
+  OwnPicture track;    // the picture handed out when it is not the buffer's own
+  OwnPicture source;   // a packed picture of another size, before it is scaled
+  OwnPicture thinned;  // a picture with sides too long for the scaler, every second pixel of it
   std::vector<std::uint8_t> rowMemory;
   Area shown;  // where `track` is not black; nowhere while it holds no fitted picture
 };
@@ -181,7 +212,8 @@ Status FrameConverter::convert(CVPixelBufferRef buffer, PlanarPicture& picture) 
   try {
     return hasTrackSize ? convertSameSize(buffer, picture) : convertFitted(buffer, picture);
   } catch (const std::bad_alloc&) {
-    return failure("There is not enough memory to convert a picture. Record a smaller one.");
+    return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
+                   "There is not enough memory to convert a picture. Record a smaller one.");
   }
 }
 
@@ -223,9 +255,12 @@ Status FrameConverter::convertFitted(CVPixelBufferRef buffer, PlanarPicture& pic
     track.fillBlack();
     _scratch->shown = area;
   }
+  if (isTooLongToScale(from)) {
+    from = thinned(from, _scratch->thinned);
+  }
   if (!scale(from, area, track.targetAt(area))) {
     _scratch->shown = {};
-    return failure("The picture is too large to be scaled: no side may exceed 32768 pixels.");
+    return failure("The picture cannot be scaled to the size of the recording.");
   }
   picture = track.picture();
   return Status::success();

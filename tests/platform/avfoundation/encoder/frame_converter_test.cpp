@@ -262,13 +262,15 @@ TEST(FrameConverter, ExtremeShapesAreConverted) {
   }
 }
 
-TEST(FrameConverter, TooLargeForTheScalerIsAnError) {
-  FrameConverter converter(64, 64);
-  const PixelBuffer buffer = makePixelBuffer(40000, 2, kCVPixelFormatType_OneComponent8);
-  PlanarPicture picture;
-  EXPECT_FALSE(converter.convert(buffer.get(), picture).ok());
-  EXPECT_TRUE(
-      converter.convert(makePixelBuffer(30000, 2, kCVPixelFormatType_32BGRA).get(), picture).ok());
+TEST(FrameConverter, SidesBeyondTheScalersReachAreFittedToo) {
+  for (const auto& [width, height] : {std::pair<std::size_t, std::size_t>{40000, 2}, {2, 65535}}) {
+    const PixelBuffer buffer = uniform(width, height, kCVPixelFormatType_32BGRA, {255, 255, 255});
+    FrameConverter converter(64, 64);
+    const PlanarPicture picture = converted(converter, buffer);
+    EXPECT_EQ(picture.width, 64);
+    EXPECT_EQ(picture.height, 64);
+    EXPECT_EQ(brightestLuma(picture), kWhiteSample[0]) << width << "x" << height;
+  }
 }
 
 TEST(FrameConverter, NoPictureIsAnError) {
