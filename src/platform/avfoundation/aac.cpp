@@ -17,8 +17,6 @@ constexpr std::uint32_t kLowComplexity = 2;
 constexpr std::uint32_t kSpectralBandReplication = 5;
 constexpr std::uint32_t kParametricStereo = 29;
 constexpr std::uint32_t kEscapedObjectType = 31;
-constexpr std::uint32_t kFrameLength = 1024;
-constexpr std::uint32_t kShortFrameLength = 960;
 constexpr double kLargestRate = 0xFFFFFF;  // 24 bits
 
 class BitWriter {
@@ -84,6 +82,20 @@ std::uint32_t getObjectType(BitReader& bits) {
   return type == kEscapedObjectType ? 32 + bits.get(6) : type;
 }
 
+/// Frames of an access unit, the short form included (ISO/IEC 14496-3, 4.4.1); 0 for an object type
+/// that is not of the AAC family.
+std::uint32_t framesOf(std::uint32_t objectType, bool isShort) {
+  constexpr std::array<std::uint32_t, 8> kUsual{1, 2, 3, 4, 6, 17, 19, 20};
+  constexpr std::array<std::uint32_t, 2> kLowDelay{23, 39};
+  if (std::find(kUsual.begin(), kUsual.end(), objectType) != kUsual.end()) {
+    return isShort ? 960 : 1024;
+  }
+  if (std::find(kLowDelay.begin(), kLowDelay.end(), objectType) != kLowDelay.end()) {
+    return isShort ? 480 : 512;
+  }
+  return 0;
+}
+
 std::optional<std::uint32_t> channelConfiguration(std::uint32_t channels) {
   if (channels == 0) {
     return std::nullopt;
@@ -133,7 +145,7 @@ std::optional<AudioSpecificConfig> parseAudioSpecificConfig(std::span<const std:
     parsed.sampleRate = getRate(bits);
     type = getObjectType(bits);
   }
-  const std::uint32_t coreFrames = bits.get(1) ? kShortFrameLength : kFrameLength;
+  const std::uint32_t coreFrames = framesOf(type, bits.get(1) != 0);
   if (bits.overrun() || type == 0 || coreRate == 0 || parsed.sampleRate == 0) {
     return std::nullopt;
   }
@@ -190,10 +202,15 @@ std::span<const std::uint8_t> configInCookie(std::span<const std::uint8_t> cooki
   return descriptorBody(skip(decoder, kDecoderConfigFields), kDecoderSpecificInfo);
 }
 
+bool hasAdtsSyncWord(std::span<const std::uint8_t> bytes) {
+  return bytes.size() >= 2 && bytes[0] == 0xFF && (bytes[1] & 0xF6) == 0xF0;
+}
+
 std::optional<AdtsFrame> adtsFrameAt(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kHeader = 7;
   constexpr std::size_t kHeaderWithChecksum = 9;
-  if (bytes.size() < kHeader || bytes[0] != 0xFF || (bytes[1] & 0xF6) != 0xF0) {
+  constexpr std::uint8_t kFurtherBlocks = 3;
+  if (!hasAdtsSyncWord(bytes) || bytes.size() < kHeader || (bytes[6] & kFurtherBlocks)) {
     return std::nullopt;
   }
   AdtsFrame frame;

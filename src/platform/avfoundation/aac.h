@@ -20,7 +20,7 @@ std::optional<std::vector<std::uint8_t>> makeAudioSpecificConfig(
 struct AudioSpecificConfig {
   std::uint32_t sampleRate = 0;       // Hz, of what is heard (behind spectral band replication)
   std::uint16_t channels = 0;         // 0 when the stream itself tells
-  std::uint32_t framesPerPacket = 0;  // at `sampleRate`
+  std::uint32_t framesPerPacket = 0;  // at `sampleRate`; 0 where the object type does not tell
 };
 /// Absent for bytes that are none.
 std::optional<AudioSpecificConfig> parseAudioSpecificConfig(std::span<const std::uint8_t> config);
@@ -34,7 +34,11 @@ struct AdtsFrame {
   std::size_t headerLength = 0;
   std::size_t frameLength = 0;
 };
-/// The frame that begins here; absent when no whole one does.
+/// Whether an ADTS frame, whole or not, begins here. No access unit of its own begins so: that
+/// would be its end.
+bool hasAdtsSyncWord(std::span<const std::uint8_t> bytes);
+/// The frame that begins here; absent when no whole one does, and for one that holds several access
+/// units, whose borders it does not tell.
 std::optional<AdtsFrame> adtsFrameAt(std::span<const std::uint8_t> bytes);
 
 /// The access units in a block of ADTS frames without their headers; empty when the block is not

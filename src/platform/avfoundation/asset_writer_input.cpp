@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace vx {
 namespace {
@@ -137,17 +138,26 @@ bool AudioInput::isReadyForMoreMediaData() const {
 }
 
 bool AudioInput::appendSampleBuffer(CMSampleBufferRef sampleBuffer) {
-  CodedAudio audio;
-  if (!mayAppend() || !sampleBuffer || !_core->hasRoomForAudio() ||
-      !_reader.read(sampleBuffer, _sessionStart, audio)) {
+  return mayAppend() && sampleBuffer && _core->hasRoomForAudio() && readAndQueue(sampleBuffer);
+}
+
+bool AudioInput::readAndQueue(CMSampleBufferRef sampleBuffer) {
+  try {
+    CodedAudio audio;
+    if (!_reader.read(sampleBuffer, _sessionStart, audio)) {
+      return false;
+    }
+    // The coding thread may have taken the last room since it was asked for: only a buffer that is
+    // on its way decides what the track is.
+    const std::optional<mp4::AudioTrackDescription> track = audio.track;
+    const bool queued = _core->append(std::move(audio));
+    if (queued && track) {
+      _reader.keepTrack(*track);
+    }
+    return queued;
+  } catch (const std::bad_alloc&) {
     return false;
   }
-  const bool describesTrack = audio.track.has_value();
-  const bool appended = _core->append(std::move(audio));
-  if (!appended && describesTrack) {
-    _reader.forgetTrack();  // the next buffer describes it again
-  }
-  return appended;
 }
 
 bool AudioInput::waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) {

@@ -1,6 +1,7 @@
 #include "platform/avfoundation/audio_reader.h"
 
 #include "platform/avfoundation/aac.h"
+#include "platform/coremedia/sample_buffer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +15,12 @@ using Bytes = std::span<const std::uint8_t>;
 // A config longer than this is none that an audio player reads, and the file's head has no room.
 constexpr std::size_t kLongestConfig = 256;
 constexpr double kHighestRate = 0xFFFFFF;  // what an AudioSpecificConfig can tell
+// AAC takes at most 6144 bits a channel (ISO/IEC 14496-3, 4.5.3), and 48 channels at most: what is
+// longer than this is no access unit.
+constexpr std::size_t kLongestAccessUnit = 65536;
+// Times farther from the session's start than a lifetime come from a broken clock; sums of those
+// nearer cannot overflow.
+constexpr std::int64_t kFarthestSeconds = std::int64_t{1} << 31;
 
 Bytes dataOf(CMSampleBufferRef buffer) {
   const CMBlockBufferRef block = CMSampleBufferGetDataBuffer(buffer);
@@ -23,34 +30,63 @@ Bytes dataOf(CMSampleBufferRef buffer) {
   return {CMBlockBufferGetBytes(block), CMBlockBufferGetDataLength(block)};
 }
 
-struct TimedBytes {
-  Bytes bytes;
-  CMTime time;
+// ---- the format ----------------------------------------------------------------------------
+
+struct Format {
+  std::uint32_t sampleRate = 0;  // Hz
+  std::uint16_t channels = 0;
+  std::uint32_t framesPerPacket = 0;
+  std::vector<std::uint8_t> config;
 };
 
-/// The parts of the buffer that have a time of their own; empty when sizes and data do not agree.
-std::vector<TimedBytes> timedParts(CMSampleBufferRef buffer, Bytes data) {
-  const CMItemCount count = CMSampleBufferGetNumSamples(buffer);
-  if (count == 0 || CMSampleBufferGetSampleSize(buffer, 0) == 0) {
-    return {{data, CMSampleBufferGetPresentationTimeStamp(buffer)}};
-  }
-  std::vector<TimedBytes> parts;
-  for (CMItemCount i = 0; i < count; ++i) {
-    const std::size_t size = CMSampleBufferGetSampleSize(buffer, i);
-    CMSampleTimingInfo timing;
-    if (size == 0 || size > data.size() ||
-        CMSampleBufferGetSampleTimingInfo(buffer, i, &timing) != noErr) {
-      return {};
-    }
-    parts.push_back({data.first(size), timing.presentationTimeStamp});
-    data = data.subspan(size);
-  }
-  return parts;
+Bytes givenConfig(CMFormatDescriptionRef description) {
+  std::size_t size = 0;
+  const void* cookie = CMAudioFormatDescriptionGetMagicCookie(description, &size);
+  return aac::configInCookie({static_cast<const std::uint8_t*>(cookie), size});
 }
 
-std::vector<Bytes> accessUnits(Bytes part) {
-  std::vector<Bytes> units = aac::accessUnitsInAdts(part);
-  return units.empty() ? std::vector<Bytes>{part} : units;
+/// The coding tells how long an access unit is; the description only where the coding does not.
+std::uint32_t framesPerPacket(const aac::AudioSpecificConfig& config, std::uint32_t sampleRate,
+                              const AudioStreamBasicDescription& stream) {
+  constexpr std::uint32_t kUsual = 1024;
+  if (config.framesPerPacket == 0) {
+    return stream.mFramesPerPacket != 0 ? stream.mFramesPerPacket : kUsual;
+  }
+  // The description may tell the rate behind spectral band replication that the config leaves out.
+  return static_cast<std::uint32_t>(std::uint64_t{config.framesPerPacket} * sampleRate /
+                                    config.sampleRate);
+}
+
+std::optional<Format> formatOf(CMSampleBufferRef buffer, Bytes data) {
+  const CMFormatDescriptionRef description = CMSampleBufferGetFormatDescription(buffer);
+  const AudioStreamBasicDescription* given =
+      CMAudioFormatDescriptionGetStreamBasicDescription(description);
+  if (!given || given->mFormatID != kAudioFormatMPEG4AAC) {
+    return std::nullopt;
+  }
+  AudioStreamBasicDescription stream = *given;
+  const Bytes config = givenConfig(description);
+  Format format;
+  format.config.assign(config.begin(), config.end());
+  if (format.config.empty()) {
+    aac::completeFromAdts(data, stream);
+    format.config = aac::makeAudioSpecificConfig(stream).value_or(std::vector<std::uint8_t>{});
+  }
+  const auto parsed = aac::parseAudioSpecificConfig(format.config);
+  if (!parsed || format.config.size() > kLongestConfig) {
+    return std::nullopt;
+  }
+  const double rate = stream.mSampleRate >= 1 ? std::round(stream.mSampleRate) : parsed->sampleRate;
+  const std::uint32_t channels =
+      parsed->channels != 0 ? parsed->channels : stream.mChannelsPerFrame;
+  if (!(rate <= kHighestRate) || channels == 0 ||
+      channels > std::numeric_limits<std::uint16_t>::max()) {
+    return std::nullopt;
+  }
+  format.sampleRate = static_cast<std::uint32_t>(rate);
+  format.channels = static_cast<std::uint16_t>(channels);
+  format.framesPerPacket = framesPerPacket(*parsed, format.sampleRate, stream);
+  return format;
 }
 
 std::uint32_t trimOf(CMSampleBufferRef buffer, std::uint32_t sampleRate) {
@@ -68,6 +104,72 @@ std::uint32_t trimOf(CMSampleBufferRef buffer, std::uint32_t sampleRate) {
       std::clamp<std::int64_t>(inFrames.value, 0, std::numeric_limits<std::uint32_t>::max()));
 }
 
+// ---- the access units ----------------------------------------------------------------------
+
+struct TimedBytes {
+  Bytes bytes;
+  CMTime time;
+};
+
+/// The parts of the buffer that have a time of their own; empty when sizes and data do not agree.
+std::vector<TimedBytes> timedParts(CMSampleBufferRef buffer, Bytes data) {
+  if (buffer->sizes.empty()) {
+    return {{data, CMSampleBufferGetPresentationTimeStamp(buffer)}};
+  }
+  std::vector<TimedBytes> parts;
+  for (CMItemCount i = 0; i < CMSampleBufferGetNumSamples(buffer); ++i) {
+    const std::size_t size = CMSampleBufferGetSampleSize(buffer, i);
+    CMSampleTimingInfo timing;
+    if (size == 0 || size > data.size() ||
+        CMSampleBufferGetSampleTimingInfo(buffer, i, &timing) != noErr) {
+      return {};
+    }
+    parts.push_back({data.first(size), timing.presentationTimeStamp});
+    data = data.subspan(size);
+  }
+  return parts;
+}
+
+/// Empty for bytes that are no access units.
+std::vector<Bytes> accessUnits(Bytes part) {
+  return aac::hasAdtsSyncWord(part) ? aac::accessUnitsInAdts(part) : std::vector<Bytes>{part};
+}
+
+/// Since the session's start; absent for a time that no clock tells.
+std::optional<std::int64_t> ticksSince(CMTime start, CMTime time, std::uint32_t sampleRate) {
+  const auto scale = static_cast<CMTimeScale>(sampleRate);
+  const CMTime converted = CMTimeConvertScale(time, scale);
+  const CMTime convertedStart = CMTimeConvertScale(start, scale);
+  const std::int64_t farthest = kFarthestSeconds * sampleRate;
+  const auto isNear = [farthest](CMTime t) {
+    return CMTIME_IS_NUMERIC(t) && t.value >= -farthest && t.value <= farthest;
+  };
+  if (!isNear(converted) || !isNear(convertedStart)) {
+    return std::nullopt;
+  }
+  return converted.value - convertedStart.value;
+}
+
+bool readUnits(CMSampleBufferRef buffer, Bytes data, const Format& format, CMTime sessionStart,
+               std::vector<CodedAudioUnit>& out) {
+  for (const TimedBytes& part : timedParts(buffer, data)) {
+    const auto start = ticksSince(sessionStart, part.time, format.sampleRate);
+    const std::vector<Bytes> units = accessUnits(part.bytes);
+    if (!start || units.empty()) {
+      return false;
+    }
+    std::int64_t time = *start;
+    for (const Bytes unit : units) {
+      if (unit.size() > kLongestAccessUnit) {
+        return false;
+      }
+      out.push_back({{unit.begin(), unit.end()}, time, format.framesPerPacket});
+      time += format.framesPerPacket;
+    }
+  }
+  return !out.empty();
+}
+
 }  // namespace
 
 std::size_t CodedAudio::bytes() const {
@@ -78,73 +180,21 @@ std::size_t CodedAudio::bytes() const {
   return sum;
 }
 
-std::optional<AudioReader::Format> AudioReader::formatOf(CMSampleBufferRef buffer, Bytes data) {
-  const CMFormatDescriptionRef description = CMSampleBufferGetFormatDescription(buffer);
-  const AudioStreamBasicDescription* given =
-      CMAudioFormatDescriptionGetStreamBasicDescription(description);
-  if (!given || given->mFormatID != kAudioFormatMPEG4AAC) {
-    return std::nullopt;
-  }
-  AudioStreamBasicDescription stream = *given;
-  std::size_t cookieSize = 0;
-  const void* cookie = CMAudioFormatDescriptionGetMagicCookie(description, &cookieSize);
-  const Bytes givenConfig =
-      aac::configInCookie({static_cast<const std::uint8_t*>(cookie), cookieSize});
-  Format format;
-  format.config.assign(givenConfig.begin(), givenConfig.end());
-  if (format.config.empty()) {
-    aac::completeFromAdts(data, stream);
-    format.config = aac::makeAudioSpecificConfig(stream).value_or(std::vector<std::uint8_t>{});
-  }
-  const auto parsed = aac::parseAudioSpecificConfig(format.config);
-  if (!parsed || format.config.size() > kLongestConfig) {
-    return std::nullopt;
-  }
-  const double rate = stream.mSampleRate >= 1 ? std::round(stream.mSampleRate) : parsed->sampleRate;
-  format.channels = parsed->channels != 0 ? parsed->channels
-                                          : static_cast<std::uint16_t>(stream.mChannelsPerFrame);
-  if (!(rate <= kHighestRate) || format.channels == 0) {
-    return std::nullopt;
-  }
-  format.sampleRate = static_cast<std::uint32_t>(rate);
-  format.framesPerPacket = stream.mFramesPerPacket != 0
-                               ? stream.mFramesPerPacket
-                               : static_cast<std::uint32_t>(std::uint64_t{parsed->framesPerPacket} *
-                                                            format.sampleRate / parsed->sampleRate);
-  return format;
-}
-
-bool AudioReader::isOfTheTrack(const Format& format) const {
-  return !_format ||
-         (_format->sampleRate == format.sampleRate && _format->channels == format.channels);
-}
-
-bool AudioReader::read(CMSampleBufferRef buffer, CMTime sessionStart, CodedAudio& out) {
+bool AudioReader::read(CMSampleBufferRef buffer, CMTime sessionStart, CodedAudio& out) const {
   const Bytes data = dataOf(buffer);
+  if (data.empty()) {
+    return false;
+  }
   const std::optional<Format> format = formatOf(buffer, data);
-  if (data.empty() || !format || !isOfTheTrack(*format)) {
-    return false;
-  }
-  const auto scale = static_cast<CMTimeScale>(format->sampleRate);
-  const std::int64_t start = CMTimeConvertScale(sessionStart, scale).value;
+  const bool isOfTheTrack = format && (!_track || (_track->sampleRate == format->sampleRate &&
+                                                   _track->channels == format->channels));
   CodedAudio coded;
-  for (const TimedBytes& part : timedParts(buffer, data)) {
-    if (!CMTIME_IS_NUMERIC(part.time)) {
-      return false;
-    }
-    std::int64_t time = CMTimeConvertScale(part.time, scale).value - start;
-    for (const Bytes unit : accessUnits(part.bytes)) {
-      coded.units.push_back({{unit.begin(), unit.end()}, time, format->framesPerPacket});
-      time += format->framesPerPacket;
-    }
-  }
-  if (coded.units.empty()) {
+  if (!isOfTheTrack || !readUnits(buffer, data, *format, sessionStart, coded.units)) {
     return false;
   }
-  if (!_format) {
+  if (!_track) {
     coded.track = mp4::AudioTrackDescription{format->sampleRate, format->channels, format->config,
                                              trimOf(buffer, format->sampleRate)};
-    _format = format;
   }
   out = std::move(coded);
   return true;

@@ -35,26 +35,15 @@ struct CodedAudio {
 /// access unit lasts as long as its coding says, whatever the buffer's timing entries claim.
 class AudioReader {
  public:
-  /// False, and nothing changes, for a buffer that the track cannot store: another coding than AAC,
-  /// no data, no numeric time, sizes that do not fit the data, a format that AAC does not have or
-  /// that is not the track's.
-  bool read(CMSampleBufferRef buffer, CMTime sessionStart, CodedAudio& out);
-  /// The next buffer counts as the first.
-  void forgetTrack() { _format.reset(); }
+  /// False for a buffer that the track cannot store: another coding than AAC, no data, no numeric
+  /// time, sizes that do not fit the data, a format that AAC does not have or that is not the
+  /// track's. `out` tells of the track until `keepTrack` was called.
+  bool read(CMSampleBufferRef buffer, CMTime sessionStart, CodedAudio& out) const;
+  /// The first buffer reached the writer: the track is what it said.
+  void keepTrack(const mp4::AudioTrackDescription& track) { _track = track; }
 
  private:
-  struct Format {
-    std::uint32_t sampleRate = 0;  // Hz
-    std::uint16_t channels = 0;
-    std::uint32_t framesPerPacket = 0;
-    std::vector<std::uint8_t> config;
-  };
-
-  static std::optional<Format> formatOf(CMSampleBufferRef buffer,
-                                        std::span<const std::uint8_t> data);
-  bool isOfTheTrack(const Format& format) const;
-
-  std::optional<Format> _format;
+  std::optional<mp4::AudioTrackDescription> _track;
 };
 
 }  // namespace vx

@@ -54,6 +54,8 @@ class AudioInput final : public QueueingInput {
   bool waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) override;
 
  private:
+  bool readAndQueue(CMSampleBufferRef sampleBuffer);
+
   AudioReader _reader;
 };
 

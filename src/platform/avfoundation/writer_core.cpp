@@ -135,8 +135,12 @@ bool WriterCore::waitForRoom(std::chrono::milliseconds timeout) {
 
 void WriterCore::endOfPictures() { _pictures.close(); }
 
-bool WriterCore::hasRoomForAudio() const {
-  return status() == AVAssetWriterStatusWriting && _coded.hasRoom();
+bool WriterCore::hasRoomForAudio() const { return takesAudio() && _coded.hasRoom(); }
+
+// The coded queue stays open for the last pictures while the file is being finished.
+bool WriterCore::takesAudio() const {
+  std::lock_guard lock(_mutex);
+  return _status == AVAssetWriterStatusWriting && !_finishing;
 }
 
 bool WriterCore::append(CodedAudio audio) {
@@ -145,7 +149,7 @@ bool WriterCore::append(CodedAudio audio) {
 }
 
 bool WriterCore::waitForRoomForAudio(std::chrono::milliseconds timeout) {
-  return _coded.waitForRoom(timeout) && status() == AVAssetWriterStatusWriting;
+  return _coded.waitForRoom(timeout) && takesAudio();
 }
 
 void WriterCore::finish(std::optional<std::int64_t> sessionEndMs, FinishHandler handler) {

@@ -88,6 +88,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   void abandon();
 
  private:
+  bool takesAudio() const;
+
   using CodedItem = std::variant<mp4::VideoTrackDescription, CodedPicture, CodedAudio>;
   using Clock = std::chrono::steady_clock;
 

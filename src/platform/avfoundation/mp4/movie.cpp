@@ -106,17 +106,30 @@ TrackTimes videoTimes(const FinishedMovie& movie) {
   return times;
 }
 
+/// What of the sound is heard, in the track's timescale.
+struct Audible {
+  std::int64_t unheard = 0;  // at the start of the sound
+  std::int64_t from = 0;     // on the movie's timeline
+};
+
 // What is trimmed leaves silence in its place: the rest is heard at the times its samples carry, in
-// step with the pictures.
-std::int64_t heardFrom(const AudioTrackDescription& audio, std::int64_t startTime) {
-  return startTime + audio.trimAtStart;
+// step with the pictures. Nothing is heard before the pictures begin.
+Audible audibleOf(const AudioTrackDescription& audio, std::int64_t startTime) {
+  Audible audible;
+  audible.unheard = std::max<std::int64_t>(audio.trimAtStart, -startTime);
+  audible.from = startTime + audible.unheard;
+  return audible;
+}
+
+std::uint64_t silenceBefore(const Audible& audible, const AudioTrackDescription& audio) {
+  return static_cast<std::uint64_t>(rescale(audible.from, audio.sampleRate, kMovieTimescale));
 }
 
 std::vector<Edit> audioEdits(std::uint64_t emptyDuration, std::uint64_t playedDuration,
-                             std::uint32_t trim) {
+                             std::int64_t unheard) {
   std::vector<Edit> edits;
   if (emptyDuration > 0) edits.push_back({emptyDuration, kEmptyEdit});
-  edits.push_back({playedDuration, trim});
+  edits.push_back({playedDuration, unheard});
   return edits;
 }
 
@@ -130,20 +143,19 @@ TrackTimes audioTimes(const FinishedMovie& movie, std::uint64_t videoEnd) {
   const AudioTrackDescription& audio = *movie.audio;
   TrackTimes times{
       movie.creationTime, movie.modificationTime, mediaDuration(movie.audioTrack), 0, {}};
-  const auto empty = static_cast<std::uint64_t>(
-      rescale(heardFrom(audio, movie.audioTrack.startTime), audio.sampleRate, kMovieTimescale));
-  const std::uint64_t audible =
-      times.mediaDuration - std::min<std::uint64_t>(times.mediaDuration, audio.trimAtStart);
-  auto played = static_cast<std::uint64_t>(
-      rescaleUp(static_cast<std::int64_t>(audible), audio.sampleRate, kMovieTimescale));
+  const Audible audible = audibleOf(audio, movie.audioTrack.startTime);
+  const std::uint64_t empty = silenceBefore(audible, audio);
+  const std::int64_t heard =
+      std::max<std::int64_t>(static_cast<std::int64_t>(times.mediaDuration) - audible.unheard, 0);
+  auto played = static_cast<std::uint64_t>(rescaleUp(heard, audio.sampleRate, kMovieTimescale));
   bool isCut = false;
   if (const auto end = endOfAudio(movie, videoEnd); end && *end > empty && *end < empty + played) {
     played = *end - empty;
     isCut = true;
   }
   times.movieDuration = empty + played;
-  if (empty > 0 || audio.trimAtStart > 0 || isCut)
-    times.edits = audioEdits(empty, played, audio.trimAtStart);
+  if (empty > 0 || audible.unheard > 0 || isCut)
+    times.edits = audioEdits(empty, played, audible.unheard);
   return times;
 }
 
@@ -194,10 +206,10 @@ Status buildReservedAudioBoxes(const AudioTrackDescription& audio, std::int64_t 
                                std::uint64_t creationTime, ReservedAudioBoxes& boxes) {
   const SampleIndex noSamples;
   TrackTimes times{creationTime, creationTime, 0, 0, {}};
-  const auto empty = static_cast<std::uint64_t>(
-      rescale(heardFrom(audio, startTime), audio.sampleRate, kMovieTimescale));
+  const Audible audible = audibleOf(audio, startTime);
+  const std::uint64_t empty = silenceBefore(audible, audio);
   // A duration of 0 stands for all that the fragments will bring.
-  if (empty > 0 || audio.trimAtStart > 0) times.edits = audioEdits(empty, 0, audio.trimAtStart);
+  if (empty > 0 || audible.unheard > 0) times.edits = audioEdits(empty, 0, audible.unheard);
 
   ByteStream stream;
   {

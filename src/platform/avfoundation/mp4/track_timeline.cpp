@@ -29,7 +29,7 @@ std::int64_t placeVideoSample(std::optional<std::int64_t> previousTime, std::int
 }
 
 std::int64_t placeAudioSample(std::optional<PlacedAudio> previous, std::int64_t nominalTime) {
-  if (!previous) return std::max<std::int64_t>(nominalTime, 0);
+  if (!previous) return nominalTime;
   return std::clamp(nominalTime, previous->time + previous->duration,
                     previous->time + kMaxStoredDuration);
 }

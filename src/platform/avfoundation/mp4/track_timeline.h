@@ -20,7 +20,8 @@ struct PlacedAudio {
   std::uint32_t duration = 0;
 };
 
-/// The time of an audio sample: its own, but not before the end of the audio so far.
+/// The time of an audio sample: its own, but not before the end of the audio so far. The first may
+/// lie before time 0; what is earlier is stored and not heard.
 std::int64_t placeAudioSample(std::optional<PlacedAudio> previous, std::int64_t nominalTime);
 
 /// The duration to store while no later sample tells the real one.
