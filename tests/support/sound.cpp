@@ -5,6 +5,8 @@
 #include <fstream>
 #include <memory>
 #include <numbers>
+#include <regex>
+#include <sstream>
 
 #include "support/program.h"
 #include "support/temporary_folder.h"
@@ -218,11 +220,55 @@ SoundTrack readSound(const std::string& path, SoundRange decoded) {
   return track;
 }
 
-std::vector<float> playSoundWithGStreamer(const std::string& path) {
+namespace {
+
+std::int64_t nanoseconds(const std::string& hours, const std::string& minutes,
+                         const std::string& seconds, const std::string& rest) {
+  const std::int64_t whole =
+      (std::stoll(hours) * 60 + std::stoll(minutes)) * 60 + std::stoll(seconds);
+  return whole * 1000000000 + std::stoll(rest);
+}
+
+/// What `identity` tells of the segments and buffers that pass it, put together with the samples.
+void readPieces(const std::string& messages, const std::vector<float>& samples, SoundTrack& track) {
+  static const std::regex segment(
+      R"(GstSegment\).* start=\(guint64\)(\d+).* time=\(guint64\)(\d+))");
+  static const std::regex chain(R"(chain .*\((\d+) bytes,.* pts: (\d+):(\d+):(\d+)\.(\d+))");
+  std::istringstream lines(messages);
+  std::int64_t shift = 0;
+  auto next = samples.begin();
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (std::regex_search(line, match, segment)) {
+      shift = std::stoll(match[2]) - std::stoll(match[1]);
+    } else if (std::regex_search(line, match, chain)) {
+      const std::int64_t time = nanoseconds(match[2], match[3], match[4], match[5]) + shift;
+      const auto count = std::min<std::ptrdiff_t>(
+          std::stoll(match[1]) / static_cast<std::ptrdiff_t>(sizeof(float)), samples.end() - next);
+      track.pieces.push_back(
+          {av_rescale(time, track.sampleRate, 1000000000), {next, next + count}});
+      next += count;
+    }
+  }
+}
+
+std::vector<float> readFloats(const std::string& path) {
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::vector<float> samples(static_cast<std::size_t>(file.tellg()) / sizeof(float));
+  file.seekg(0);
+  file.read(reinterpret_cast<char*>(samples.data()),
+            static_cast<std::streamsize>(samples.size() * sizeof(float)));
+  return samples;
+}
+
+}  // namespace
+
+SoundTrack playSoundWithGStreamer(const std::string& path, int sampleRate) {
   const TemporaryFolder folder;
   const std::string raw = folder / "sound.raw";
+  const std::string form = "audio/x-raw,format=F32LE,layout=interleaved,channels=1";
   const ProgramResult result = runProgram({"gst-launch-1.0",
-                                           "-q",
+                                           "-v",
                                            "filesrc",
                                            "location=" + path,
                                            "!",
@@ -238,22 +284,21 @@ std::vector<float> playSoundWithGStreamer(const std::string& path) {
                                            "!",
                                            "audioconvert",
                                            "!",
-                                           "audiorate",
-                                           "skip-to-first=false",
+                                           form,
                                            "!",
-                                           "audio/x-raw,format=F32LE,channels=1,layout=interleaved",
+                                           "identity",
+                                           "silent=false",
                                            "!",
                                            "filesink",
                                            "location=" + raw});
   if (result.status != 0) {
     throw ReadError("GStreamer: " + result.errors);
   }
-  std::ifstream file(raw, std::ios::binary | std::ios::ate);
-  std::vector<float> samples(static_cast<std::size_t>(file.tellg()) / sizeof(float));
-  file.seekg(0);
-  file.read(reinterpret_cast<char*>(samples.data()),
-            static_cast<std::streamsize>(samples.size() * sizeof(float)));
-  return samples;
+  SoundTrack track;
+  track.sampleRate = sampleRate;
+  track.channels = 1;
+  readPieces(result.output, readFloats(raw), track);
+  return track;
 }
 
 }  // namespace vx::test

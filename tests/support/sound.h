@@ -60,8 +60,8 @@ struct SoundRange {
 /// Errors: throws ReadError.
 SoundTrack readSound(const std::string& path, SoundRange decoded = {});
 
-/// The sound as GStreamer plays it from time 0 on, first channel, gaps and a late start as silence.
+/// The pieces that GStreamer plays, where it plays them: first channel only, without units.
 /// Errors: throws ReadError.
-std::vector<float> playSoundWithGStreamer(const std::string& path);
+SoundTrack playSoundWithGStreamer(const std::string& path, int sampleRate = 44100);
 
 }  // namespace vx::test
