@@ -30,7 +30,7 @@ TEST(VideoTime, StaysWithinWhatAStoredDurationCanTell) {
 
 TEST(AudioTime, StartsWhereTheAudioSoFarEnds) {
   EXPECT_EQ(placeAudioSample(std::nullopt, 0), 0);
-  EXPECT_EQ(placeAudioSample(std::nullopt, -3), 0);
+  EXPECT_EQ(placeAudioSample(std::nullopt, -3), -3);
   EXPECT_EQ(placeAudioSample(PlacedAudio{0, 1024}, 0), 1024);
   EXPECT_EQ(placeAudioSample(PlacedAudio{1024, 1024}, 1500), 2048);
 }
