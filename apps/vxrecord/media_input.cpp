@@ -130,7 +130,6 @@ class MediaInput : public Input {
   StreamDecoder _decoder;
   FrameClock _clock;
   LibavPointer<AVPacket> _packet;
-  bool _isAtEnd = false;
   std::string _breakage;
 };
 

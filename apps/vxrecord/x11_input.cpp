@@ -41,7 +41,7 @@ DisplayAddress parseDisplayAddress(std::string_view text) {
   address.display = text.substr(0, plus);
   bool isFine = address.display.find(':') != std::string::npos;
   if (plus != std::string_view::npos) {
-    isFine = isFine && readArea(text.substr(plus + 1), address.area.emplace());
+    isFine = isFine && readArea(text.substr(plus + 1), *(address.area = DisplayAddress::Area{}));
   }
   if (!isFine) {
     throw InputError("\"x11:" + std::string(text) +

@@ -32,6 +32,17 @@ std::string describeStatus(const AVAssetWriter* writer) {
   return "";
 }
 
+CMAudioFormatDescriptionRef createAudioHint() {
+  AudioStreamBasicDescription stream;
+  stream.mSampleRate = kAudioSampleRate;
+  stream.mFormatID = kAudioFormatMPEG4AAC;
+  stream.mFormatFlags = kMPEG4Object_AAC_Main;
+  CMAudioFormatDescriptionRef description = nullptr;
+  CMAudioFormatDescriptionCreate(kCFAllocatorDefault, &stream, 0, nullptr, 0, nullptr, nullptr,
+                                 &description);
+  return description;
+}
+
 }  // namespace
 
 NSDictionary VXVideoRecorder::videoSettings(CGSize frameSize) const {
@@ -50,23 +61,18 @@ NSDictionary VXVideoRecorder::videoSettings(CGSize frameSize) const {
   };
 }
 
-// The hint tells the writer only that AAC at this rate will come; the samples bring the rest.
+// The hint tells the writer only that AAC at this rate will come; the samples bring the rest. It is
+// the same for every recording, so one description serves the whole process.
 CMAudioFormatDescriptionRef VXVideoRecorder::makeAudioFormatDescription() const {
-  AudioStreamBasicDescription stream;
-  stream.mSampleRate = kAudioSampleRate;
-  stream.mFormatID = kAudioFormatMPEG4AAC;
-  stream.mFormatFlags = kMPEG4Object_AAC_Main;
-  CMAudioFormatDescriptionRef description = nullptr;
-  CMAudioFormatDescriptionCreate(kCFAllocatorDefault, &stream, 0, nullptr, 0, nullptr, nullptr,
-                                 &description);
-  return description;
+  static const CMAudioFormatDescriptionRef hint = createAudioHint();
+  return hint ? static_cast<CMAudioFormatDescriptionRef>(CFRetain(hint)) : nullptr;
 }
 
 void VXVideoRecorder::prepareAudioWriter() {
   if (_audioWriterInput) {
     return;
   }
-  // The input keeps the hint for as long as it lives, and the reference made here with it.
+  // The reference is not given back: the description lives as long as the process.
   const CMAudioFormatDescriptionRef hint = makeAudioFormatDescription();
   setAudioWriterInput(
       AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio, std::nullopt, hint));

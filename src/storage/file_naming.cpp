@@ -51,7 +51,7 @@ void clearPath(const std::string& path, const std::string& folder) {
 std::optional<NSURL> VXVideoRecorder::outputFileURL() {
   const std::vector<std::string> documents =
       NSSearchPathForDirectoriesInDomains(NSDocumentDirectory, NSUserDomainMask, true);
-  const std::string documentsPath = documents.front();
+  const std::string& documentsPath = documents.front();
   const std::string folder =
       storage::usableFolder(storage::wantedFolder(documentsPath, _storagePath), documentsPath);
   if (!_filename) {

@@ -89,6 +89,9 @@ class RecorderTest : public testing::Test {
   // What the host lets go of in a test must not leave threads behind in the next.
   ~RecorderTest() override {
     input->onAppend = nullptr;  // what it refers to is gone with the test's body
+    if (writer) {
+      writer->finishHandlers.clear();  // each keeps its recorder, and the recorder its writer
+    }
     recorder.reset();
   }
 

@@ -4,14 +4,11 @@
 #include "platform/coremedia/time_math.h"
 
 #include <cstring>
-#include <limits>
 #include <new>
 
 namespace vx {
 
 namespace {
-
-constexpr std::size_t kMaxSize = std::numeric_limits<std::size_t>::max();
 
 bool isEntryCountAllowed(CMItemCount entries, CMItemCount samples) {
   return entries == 0 || entries == 1 || entries == samples;

@@ -26,7 +26,8 @@ To converted(double value) {
   using Limits = std::numeric_limits<To>;
   constexpr double kLowest = static_cast<double>(Limits::min());
   // One above the maximum, which is exact where the maximum itself would be rounded.
-  constexpr double kAbove = static_cast<double>(Limits::max() / 2 + 1) * 2;
+  constexpr To kHalf = Limits::max() / 2 + 1;
+  constexpr double kAbove = static_cast<double>(kHalf) * 2;
   if (std::isnan(value)) {
     return 0;
   }

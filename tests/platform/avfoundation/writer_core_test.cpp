@@ -54,7 +54,8 @@ struct Stage {
 
 class FakeEncoder final : public VideoEncoder {
  public:
-  explicit FakeEncoder(Stage& stage) : _stage(stage), _bytes(stage.unitBytes) {}
+  explicit FakeEncoder(std::shared_ptr<Stage> stage)
+      : _kept(std::move(stage)), _stage(*_kept), _bytes(_stage.unitBytes) {}
   Status open(const VideoEncoderSettings&) override {
     return _stage.encoderOpens ? Status::success() : Status(error("no encoder"));
   }
@@ -76,6 +77,7 @@ class FakeEncoder final : public VideoEncoder {
   }
 
  private:
+  std::shared_ptr<Stage> _kept;
   Stage& _stage;
   ParameterSets _sets;
   std::vector<std::uint8_t> _bytes;
@@ -83,7 +85,7 @@ class FakeEncoder final : public VideoEncoder {
 
 class FakeFile final : public mp4::RecordingFile {
  public:
-  explicit FakeFile(Stage& stage) : _stage(stage) {}
+  explicit FakeFile(std::shared_ptr<Stage> stage) : _kept(std::move(stage)), _stage(*_kept) {}
   Status begin(const mp4::VideoTrackDescription&, bool) override {
     _stage.change([&] { _stage.began = true; });
     return Status::success();
@@ -124,6 +126,7 @@ class FakeFile final : public mp4::RecordingFile {
   }
 
  private:
+  std::shared_ptr<Stage> _kept;
   Stage& _stage;
   std::size_t _uncommitted = 0;
 };
@@ -140,9 +143,9 @@ class WriterCoreTest : public testing::Test {
 
   void start() {
     WriterParts parts;
-    parts.makeEncoder = [this] { return std::make_unique<FakeEncoder>(stage); };
-    parts.createFile = [this](const std::string&, std::unique_ptr<mp4::RecordingFile>& out) {
-      out = std::make_unique<FakeFile>(stage);
+    parts.makeEncoder = [kept = kept] { return std::make_unique<FakeEncoder>(kept); };
+    parts.createFile = [kept = kept](const std::string&, std::unique_ptr<mp4::RecordingFile>& out) {
+      out = std::make_unique<FakeFile>(kept);
       return Status::success();
     };
     core = std::make_shared<WriterCore>("unused.mp4", parts);
@@ -176,7 +179,9 @@ class WriterCoreTest : public testing::Test {
     statusInHandler = future.get();
   }
 
-  Stage stage;
+  // Shared with both threads: the coding thread may outlive a test that failed its writer.
+  std::shared_ptr<Stage> kept = std::make_shared<Stage>();
+  Stage& stage = *kept;
   std::shared_ptr<WriterCore> core;
   bool started = false;
   bool finished = false;
