@@ -248,10 +248,8 @@ Status WriterCore::codePicture(const QueuedPicture& queued) {
   if (accessUnit.isKeyFrame) {
     _coding->keyFrames.keyFrameWasCoded();
   }
-  CodedPicture coded{{accessUnit.bytes.begin(), accessUnit.bytes.end()},
-                     queued.timeMs,
-                     queued.durationMs,
-                     accessUnit.isKeyFrame};
+  CodedPicture coded{_spareBuffers.take(), queued.timeMs, queued.durationMs, accessUnit.isKeyFrame};
+  coded.bytes.assign(accessUnit.bytes.begin(), accessUnit.bytes.end());
   _coded.push(std::move(coded), accessUnit.bytes.size());
   return Status::success();
 }
@@ -268,7 +266,7 @@ void WriterCore::writeFile() {
 void WriterCore::writeCodedItems() {
   for (;;) {
     Status status = guarded([&]() -> Status {
-      const std::optional<CodedItem> item = nextItem();
+      std::optional<CodedItem> item = nextItem();
       if (item) {
         if (Status written = write(*item); !written) {
           return written;
@@ -291,7 +289,7 @@ std::optional<WriterCore::CodedItem> WriterCore::nextItem() {
   return _commitDue ? _coded.popUntil(*_commitDue) : _coded.pop();
 }
 
-Status WriterCore::write(const CodedItem& item) {
+Status WriterCore::write(CodedItem& item) {
   if (const auto* track = std::get_if<mp4::VideoTrackDescription>(&item)) {
     return begin(*track);
   }
@@ -345,12 +343,13 @@ Status WriterCore::writeAudio(const CodedAudio& audio) {
   return Status::success();
 }
 
-Status WriterCore::writePicture(const CodedPicture& picture) {
+Status WriterCore::writePicture(CodedPicture& picture) {
   const mp4::CodedSample sample{picture.bytes, picture.timeMs, picture.durationMs,
                                 picture.isKeyFrame};
   if (Status status = _file->appendVideo(sample); !status) {
     return status;
   }
+  _spareBuffers.giveBack(std::move(picture.bytes));
   noteUncommitted();
   if (!_firstPictureWritten) {
     // The first key frame is published at once: from here on the file opens.

@@ -11,6 +11,7 @@
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
 #include "platform/avfoundation/mp4/recording_file.h"
+#include "platform/avfoundation/spare_buffers.h"
 #include "platform/avfoundation/video_settings.h"
 #include "platform/cf_ref.h"
 #include "platform/foundation/status.h"
@@ -102,9 +103,9 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   void writeFile();
   void writeCodedItems();
   std::optional<CodedItem> nextItem();
-  Status write(const CodedItem& item);
+  Status write(CodedItem& item);
   Status begin(const mp4::VideoTrackDescription& track);
-  Status writePicture(const CodedPicture& picture);
+  Status writePicture(CodedPicture& picture);
   Status writeAudio(const CodedAudio& audio);
   void noteUncommitted();
   Status commitIfDue();
@@ -123,6 +124,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
 
   BoundedQueue<QueuedPicture> _pictures;
   BoundedQueue<CodedItem> _coded;
+  SpareBuffers _spareBuffers;  // of coded pictures that were written
 
   mutable std::mutex _mutex;
   std::condition_variable _requestCame;
