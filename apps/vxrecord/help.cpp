@@ -25,6 +25,7 @@ OPTIONS (also as --name=value; -- ends the options)
   --file-name-prefix TEXT how --folder-limit recognises recordings
   --folder-limit MB       afterwards delete the oldest recordings beyond this size (0: none);
                           those named like this one up to its last "_" are spared
+  --audio                 record the first sound of INPUT as well, as AAC; test: beeps each second
   --rotate                show the recording turned by 90 degrees
   --pixel-format CODE     how frames reach the recorder: y420 (default), BGRA, ARGB, RGBA, ABGR,
                           RGB, BGR, 2vuy, yuvs, gray

@@ -10,14 +10,14 @@ constexpr std::string_view kDisplayPrefix = "x11:";
 constexpr std::string_view kTestPrefix = "test:";
 }  // namespace
 
-std::unique_ptr<Input> openInput(const std::string& address) {
+std::unique_ptr<Input> openInput(const std::string& address, bool withSound) {
   if (address.starts_with(kDisplayPrefix)) {
     return openDisplay(address.substr(kDisplayPrefix.size()));
   }
   if (address.starts_with(kTestPrefix)) {
-    return openTestPicture(address.substr(kTestPrefix.size()));
+    return openTestPicture(address.substr(kTestPrefix.size()), withSound);
   }
-  return openMedia(address);
+  return openMedia(address, withSound);
 }
 
 }  // namespace vxrecord

@@ -1,4 +1,4 @@
-// What is recorded: a stream of pictures with times, wherever it comes from.
+// What is recorded: pictures and sound with their times, wherever they come from.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "libav.h"
+#include "sound.h"
 
 namespace vxrecord {
 
@@ -18,12 +19,12 @@ class InputError : public std::runtime_error {
 
 /// One decoded piece of the input.
 struct MediaFrame {
-  /// A second kind, sound, will come as another value here.
-  enum class Kind : std::uint8_t { picture };
+  enum class Kind : std::uint8_t { picture, sound };
 
   Kind kind = Kind::picture;
   std::int64_t timeMs = 0;        ///< since the first picture
   LibavPointer<AVFrame> picture;  ///< valid until the next read
+  SoundBlock sound;
 };
 
 enum class ReadResult : std::uint8_t {
@@ -43,6 +44,8 @@ class Input {
   virtual ReadResult read(MediaFrame& frame) = 0;
   /// True when frames come when they come and have to be taken at once.
   virtual bool isLive() const = 0;
+  /// Whether sound comes, if it was asked for.
+  virtual bool hasSound() const { return false; }
   /// What went wrong while reading; empty when nothing did.
   virtual std::string trouble() const { return {}; }
 
@@ -51,8 +54,8 @@ class Input {
 };
 
 /// Opens what `address` names: "x11:..." a display, "test:..." the built-in picture, anything else
-/// a file or address of FFmpeg.
+/// a file or address of FFmpeg. Sound comes only `withSound`.
 /// Errors: throws InputError.
-std::unique_ptr<Input> openInput(const std::string& address);
+std::unique_ptr<Input> openInput(const std::string& address, bool withSound);
 
 }  // namespace vxrecord

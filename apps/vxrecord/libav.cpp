@@ -10,6 +10,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -58,6 +59,7 @@ void LibavDeleter::operator()(AVCodecContext* context) const { avcodec_free_cont
 void LibavDeleter::operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 void LibavDeleter::operator()(AVFrame* frame) const { av_frame_free(&frame); }
 void LibavDeleter::operator()(AVPacket* packet) const { av_packet_free(&packet); }
+void LibavDeleter::operator()(SwrContext* context) const { swr_free(&context); }
 void LibavDeleter::operator()(SwsContext* context) const { sws_freeContext(context); }
 
 LibavPointer<AVFrame> makeFrame() {

@@ -8,6 +8,7 @@ struct AVCodecContext;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
+struct SwrContext;
 struct SwsContext;
 
 namespace vxrecord {
@@ -17,6 +18,7 @@ struct LibavDeleter {
   void operator()(AVFormatContext* context) const;
   void operator()(AVFrame* frame) const;
   void operator()(AVPacket* packet) const;
+  void operator()(SwrContext* context) const;
   void operator()(SwsContext* context) const;
 };
 template <typename T>

@@ -49,7 +49,10 @@ int record(const Options& options) {
   if (options.folderLimitMegabytes > 0 && !options.fileNamePrefix) {
     std::fprintf(stderr, "vxrecord: --folder-limit deletes nothing without --file-name-prefix\n");
   }
-  const std::unique_ptr<Input> input = openInput(options.input);
+  const std::unique_ptr<Input> input = openInput(options.input, options.audio);
+  if (options.audio && !input->hasSound() && options.talk != Talk::quiet) {
+    std::fprintf(stderr, "vxrecord: the input has no sound; the recording will have none\n");
+  }
   const OutputPlace place = outputPlaceFor(options);
   prepareOutputPlace(place, options.input);
   const RunResult result = Recording(options, place, *input).run();

@@ -6,11 +6,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <deque>
 #include <new>
 #include <optional>
 
 #include "frame_clock.h"
 #include "interruption.h"
+#include "sound_converter.h"
 #include "stream_decoder.h"
 
 extern "C" {
@@ -94,6 +96,17 @@ AVStream& chooseVideo(AVFormatContext& context, const std::string& shownName) {
   return *context.streams[best];
 }
 
+/// The first sound stream, read from here on; null without one.
+AVStream* chooseSound(AVFormatContext& context, bool withSound) {
+  for (unsigned i = 0; withSound && i < context.nb_streams; ++i) {
+    if (context.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
+      context.streams[i]->discard = AVDISCARD_DEFAULT;
+      return context.streams[i];
+    }
+  }
+  return nullptr;
+}
+
 FrameClock clockOf(AVFormatContext& context, AVStream& stream) {
   AVRational rate = av_guess_frame_rate(&context, &stream, nullptr);
   if (rate.num <= 0 || rate.den <= 0) {
@@ -112,16 +125,23 @@ class MediaInput : public Input {
         _video(chooseVideo(*_context, address.shownName)),
         _decoder(_video),
         _clock(clockOf(*_context, _video)),
-        _packet(makePacket()) {}
+        _sound(chooseSound(*_context, address.withSound)),
+        _packet(makePacket()) {
+    if (_sound) {
+      _soundDecoder.emplace(*_sound);
+    }
+  }
 
   ReadResult read(MediaFrame& frame) override;
   bool isLive() const override { return _isLive; }
+  bool hasSound() const override { return _sound != nullptr; }
   std::string trouble() const override;
 
  private:
   enum class Step : std::uint8_t { goOn, interrupted, broken };
   Step sendNextPacket();
   void take(AVFrame& picture, MediaFrame& frame);
+  bool readSound(MediaFrame& frame);
 
   bool _isLive;
   std::string _shownName;
@@ -129,6 +149,11 @@ class MediaInput : public Input {
   AVStream& _video;
   StreamDecoder _decoder;
   FrameClock _clock;
+  AVStream* _sound;
+  std::optional<StreamDecoder> _soundDecoder;
+  std::deque<LibavPointer<AVFrame>> _decodedSound;
+  SoundConverter _soundConverter;
+  std::optional<std::int64_t> _firstTicks;  // of the first picture
   LibavPointer<AVPacket> _packet;
   std::string _breakage;
 };
@@ -142,12 +167,18 @@ ReadResult MediaInput::read(MediaFrame& frame) {
         frame.picture = std::move(picture);
         return ReadResult::frame;
       case StreamDecoder::Result::end:
+        if (readSound(frame)) {
+          return ReadResult::frame;
+        }
         return _breakage.empty() ? ReadResult::end : ReadResult::broken;
       case StreamDecoder::Result::broken:
         _breakage = "decoding stopped: " + libavErrorText(_decoder.lastError());
         return ReadResult::broken;
       case StreamDecoder::Result::needsPacket:
         break;
+    }
+    if (readSound(frame)) {
+      return ReadResult::frame;
     }
     if (sendNextPacket() == Step::interrupted) {
       return ReadResult::interrupted;
@@ -160,8 +191,37 @@ void MediaInput::take(AVFrame& picture, MediaFrame& frame) {
   if (picture.best_effort_timestamp != AV_NOPTS_VALUE) {
     ticks = picture.best_effort_timestamp;
   }
+  if (!_firstTicks) {
+    _firstTicks = ticks.value_or(0);
+  }
   frame.kind = MediaFrame::Kind::picture;
   frame.timeMs = _clock.millisecondsAt(ticks);
+}
+
+// Sound has to wait until the first picture tells where time 0 is.
+bool MediaInput::readSound(MediaFrame& frame) {
+  if (!_sound) {
+    return false;
+  }
+  for (LibavPointer<AVFrame> decoded = makeFrame();
+       _soundDecoder->receive(*decoded) == StreamDecoder::Result::frame; decoded = makeFrame()) {
+    _decodedSound.push_back(std::move(decoded));
+  }
+  if (!_firstTicks || _decodedSound.empty()) {
+    return false;
+  }
+  const LibavPointer<AVFrame> decoded = std::move(_decodedSound.front());
+  _decodedSound.pop_front();
+  const AVRational samples = {1, kSoundRate};
+  std::optional<std::int64_t> time;
+  if (decoded->best_effort_timestamp != AV_NOPTS_VALUE) {
+    time = av_rescale_q(decoded->best_effort_timestamp, _sound->time_base, samples) -
+           av_rescale_q(*_firstTicks, _video.time_base, samples);
+  }
+  frame.kind = MediaFrame::Kind::sound;
+  frame.sound = _soundConverter.convert(*decoded, time);
+  frame.timeMs = av_rescale(frame.sound.start, 1000, kSoundRate);
+  return true;
 }
 
 // An input that breaks off still gives the pictures that the decoder holds.
@@ -171,6 +231,8 @@ MediaInput::Step MediaInput::sendNextPacket() {
     if (result >= 0) {
       if (_packet->stream_index == _video.index) {
         _decoder.send(_packet.get());
+      } else if (_sound && _packet->stream_index == _sound->index) {
+        _soundDecoder->send(_packet.get());
       }
       av_packet_unref(_packet.get());
       return Step::goOn;
@@ -186,6 +248,9 @@ MediaInput::Step MediaInput::sendNextPacket() {
       _breakage = _shownName + " broke off: " + libavErrorText(result);
     }
     _decoder.send(nullptr);
+    if (_soundDecoder) {
+      _soundDecoder->send(nullptr);
+    }
     return Step::goOn;
   }
   return Step::interrupted;
@@ -241,7 +306,7 @@ std::unique_ptr<Input> openMedia(const MediaAddress& address) {
   return std::make_unique<MediaInput>(address);
 }
 
-std::unique_ptr<Input> openMedia(const std::string& name) {
+std::unique_ptr<Input> openMedia(const std::string& name, bool withSound) {
   MediaAddress address;
   struct stat entry = {};
   if (name == "-") {
@@ -258,6 +323,7 @@ std::unique_ptr<Input> openMedia(const std::string& name) {
   } else {
     throw InputError("cannot open " + inQuotes(name) + ": " + std::strerror(errno));
   }
+  address.withSound = withSound;
   address.shownName = name == "-" ? "standard input" : inQuotes(name);
   address.advice = "it has to be a file or address that FFmpeg plays, and readable";
   return openMedia(address);

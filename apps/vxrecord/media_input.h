@@ -16,8 +16,9 @@ struct MediaAddress {
   std::string format;  ///< empty: found out
   std::vector<std::pair<std::string, std::string>> options;
   bool isLive = false;
-  std::string shownName;  ///< for messages
-  std::string advice;     ///< what to do when it cannot be opened
+  bool withSound = false;  ///< the first sound stream, if there is one
+  std::string shownName;   ///< for messages
+  std::string advice;      ///< what to do when it cannot be opened
 };
 
 /// Errors: throws InputError.
@@ -25,6 +26,6 @@ std::unique_ptr<Input> openMedia(const MediaAddress& address);
 
 /// A name as a person writes it. A name that exists on disk is taken literally, whatever characters
 /// are in it; only other names are looked at as addresses.
-std::unique_ptr<Input> openMedia(const std::string& name);
+std::unique_ptr<Input> openMedia(const std::string& name, bool withSound);
 
 }  // namespace vxrecord

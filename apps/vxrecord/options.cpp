@@ -110,6 +110,7 @@ class Parser {
 
 const std::vector<Parser::Flag>& Parser::flags() {
   static const std::vector<Flag> all = {
+      {"--audio", [](Parser& p) { p._command.options.audio = true; }},
       {"--rotate", [](Parser& p) { p._command.options.rotate = true; }},
       {"--realtime", [](Parser& p) { p._command.options.realtime = true; }},
       {"--json", [](Parser& p) { p._command.options.json = true; }},

@@ -34,6 +34,7 @@ struct Options {
   std::optional<std::string> fileNamePrefix;
   std::uint32_t index = 1;
   std::uint64_t folderLimitMegabytes = 0;
+  bool audio = false;
   bool rotate = false;
   PixelFormat pixelFormat = defaultPixelFormat();
   std::optional<std::int64_t> durationMs;

@@ -22,6 +22,7 @@ std::shared_ptr<VXVideoRecorder> makeRecorder(const Options& options, const Outp
   recorder->setFilename(options.filename);
   recorder->setFileNamePrefix(options.fileNamePrefix);
   recorder->setIndex(options.index);
+  recorder->setAudioEnabled(options.audio);
   recorder->setFolderLimitSize(options.folderLimitMegabytes);
   return recorder;
 }
@@ -47,7 +48,11 @@ Recording::Recording(const Options& options, const OutputPlace& place, Input& in
       _delegate(std::make_shared<RecordingDelegate>(options.talk == Talk::verbose)),
       _recorder(makeRecorder(options, place, _delegate)),
       _packer(options.pixelFormat),
-      _progress(options.talk, place.path()) {}
+      _progress(options.talk, place.path()) {
+  if (options.audio) {
+    _sound.emplace(*_recorder, options);
+  }
+}
 
 RunResult Recording::run() {
   try {
@@ -70,19 +75,44 @@ void Recording::readFrames() {
     if (read != ReadResult::frame) {
       return;
     }
-    if (_options.durationMs && frame.timeMs >= *_options.durationMs) {
+    if (isOver(frame)) {
       return;
     }
-    if (!isWanted(frame)) {
-      continue;
-    }
-    if (!waitForTurn(frame)) {
+    if (frame.kind == MediaFrame::Kind::sound) {
+      takeSound(frame);
+    } else if (!takePicture(frame)) {
       return;
     }
-    handOver(frame);
-    if (!isWriterWorking()) {
-      return;
-    }
+  }
+}
+
+// Inputs bring pictures and sound of the same moment at most this far apart.
+bool Recording::isOver(const MediaFrame& frame) const {
+  constexpr std::int64_t kInterleavedMs = 1000;
+  if (!_options.durationMs) {
+    return false;
+  }
+  const bool bringsLateSound = _sound && _input.hasSound() && !_input.isLive();
+  return frame.timeMs >= *_options.durationMs + (bringsLateSound ? kInterleavedMs : 0);
+}
+
+/// False when the recording ends here.
+bool Recording::takePicture(const MediaFrame& frame) {
+  const bool isBehindTheEnd = _options.durationMs && frame.timeMs >= *_options.durationMs;
+  if (isBehindTheEnd || !isWanted(frame)) {
+    return true;
+  }
+  if (!waitForTurn(frame)) {
+    return false;
+  }
+  handOver(frame);
+  return isWriterWorking();
+}
+
+void Recording::takeSound(const MediaFrame& frame) {
+  if (_sound) {
+    _sound->take(frame.sound);
+    _sound->handOver(takesEveryFrame());
   }
 }
 
@@ -124,6 +154,12 @@ void Recording::handOver(const MediaFrame& frame) {
   if (_delegate->lostFrames() == lostBefore) {
     _clock.accept(frame.timeMs, std::exchange(_isPausePending, false));
     ++_frames;
+    if (_sound) {
+      _sound->pictureWasTaken(frame.timeMs, _clock.leftOutMs());
+    }
+  }
+  if (_sound) {
+    _sound->handOver(takesEveryFrame());
   }
   warnOfShortSpace();
   _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames()});
@@ -167,6 +203,7 @@ void Recording::stop() {
                          : "the input gave no frame, so there is no file");
     return;
   }
+  finishSound();
   _recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(kLastFrameWait);
   _recorder->stop();
   _isDone = _delegate->waitForOutcome();
@@ -176,6 +213,16 @@ void Recording::stop() {
   const auto error = _recorder->writer()->error();
   fail(error ? error->localizedDescription()
              : _delegate->exception().value_or("the recorder could not finish the file"));
+}
+
+void Recording::finishSound() {
+  try {
+    if (_sound) {
+      _sound->finish();
+    }
+  } catch (const std::exception& problem) {
+    fail(problem.what());  // the pictures are completed all the same
+  }
 }
 
 RunResult Recording::result() const {

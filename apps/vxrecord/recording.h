@@ -16,6 +16,7 @@
 #include "recording_clock.h"
 #include "recording_delegate.h"
 #include "result.h"
+#include "sound_track.h"
 
 namespace vxrecord {
 
@@ -30,6 +31,9 @@ class Recording {
  private:
   bool takesEveryFrame() const { return !_input.isLive() && !_options.realtime; }
   void readFrames();
+  bool isOver(const MediaFrame& frame) const;
+  bool takePicture(const MediaFrame& frame);
+  void takeSound(const MediaFrame& frame);
   bool isWanted(const MediaFrame& frame);
   bool waitForTurn(const MediaFrame& frame);
   bool waitForRoom();
@@ -37,6 +41,7 @@ class Recording {
   bool isWriterWorking();
   void warnOfShortSpace();
   void fail(std::string why);
+  void finishSound();
   void stop();
   RunResult result() const;
 
@@ -46,6 +51,7 @@ class Recording {
   std::chrono::steady_clock::time_point _start;
   std::shared_ptr<RecordingDelegate> _delegate;
   std::shared_ptr<VXVideoRecorder> _recorder;
+  std::optional<SoundTrack> _sound;  // with --audio
   FramePacker _packer;
   Pacer _pacer;
   Progress _progress;

@@ -14,6 +14,8 @@ class RecordingClock {
   void accept(std::int64_t inputMs, bool endsPause);
   /// Time in the file of the frame that was taken last.
   std::int64_t timeMs() const { return _timeMs; }
+  /// Input time up to that frame that the file does not hold.
+  std::int64_t leftOutMs() const { return _leftOutMs; }
   /// Length of the file if it ends now: the last frame lasts one millisecond, and the file ends one
   /// millisecond behind it. 0 without a frame.
   std::int64_t durationMs() const;

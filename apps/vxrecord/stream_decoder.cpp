@@ -11,9 +11,10 @@ namespace vxrecord {
 
 StreamDecoder::StreamDecoder(const AVStream& stream) {
   const AVCodecParameters& parameters = *stream.codecpar;
+  const std::string what = parameters.codec_type == AVMEDIA_TYPE_AUDIO ? "sound" : "video";
   const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
   if (!codec) {
-    throw InputError(std::string("its video is coded as ") + avcodec_get_name(parameters.codec_id) +
+    throw InputError("its " + what + " is coded as " + avcodec_get_name(parameters.codec_id) +
                      ", for which this FFmpeg has no decoder");
   }
   _context.reset(avcodec_alloc_context3(codec));
@@ -27,7 +28,7 @@ StreamDecoder::StreamDecoder(const AVStream& stream) {
     result = avcodec_open2(_context.get(), codec, nullptr);
   }
   if (result < 0) {
-    throw InputError("its video cannot be decoded: " + libavErrorText(result));
+    throw InputError("its " + what + " cannot be decoded: " + libavErrorText(result));
   }
 }
 

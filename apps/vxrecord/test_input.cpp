@@ -9,6 +9,7 @@
 
 #include "frame_clock.h"
 #include "test_picture.h"
+#include "test_sound.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -62,10 +63,32 @@ bool readRate(std::string_view text, TestPictureWish& wish) {
 
 class TestInput : public Input {
  public:
-  explicit TestInput(const TestPictureWish& wish)
-      : _wish(wish), _picture(wish.width, wish.height) {}
+  TestInput(const TestPictureWish& wish, bool withSound)
+      : _wish(wish), _picture(wish.width, wish.height), _hasSound(withSound) {}
 
   ReadResult read(MediaFrame& frame) override {
+    const std::int64_t timeMs =
+        toMilliseconds(_number, {_wish.rateDenominator, _wish.rateNumerator});
+    if (_hasSound && _nextSound <= soundSamplesAt(timeMs)) {
+      readSound(frame);
+    } else {
+      readPicture(frame, timeMs);
+    }
+    return ReadResult::frame;
+  }
+  bool isLive() const override { return false; }
+  bool hasSound() const override { return _hasSound; }
+
+ private:
+  void readSound(MediaFrame& frame) {
+    constexpr std::size_t kSoundLength = 1024;
+    frame.kind = MediaFrame::Kind::sound;
+    frame.timeMs = _nextSound * 1000 / kSoundRate;
+    frame.sound = makeTestSound(_nextSound, kSoundLength);
+    _nextSound = frame.sound.end();
+  }
+
+  void readPicture(MediaFrame& frame, std::int64_t timeMs) {
     frame.picture = makeFrame();
     AVFrame& picture = *frame.picture;
     picture.format = AV_PIX_FMT_BGR0;
@@ -75,18 +98,21 @@ class TestInput : public Input {
       throw std::bad_alloc();
     }
     frame.kind = MediaFrame::Kind::picture;
-    frame.timeMs = toMilliseconds(_number, {_wish.rateDenominator, _wish.rateNumerator});
+    frame.timeMs = timeMs;
     _picture.draw(static_cast<std::uint32_t>(_number), frame.timeMs, picture.data[0],
                   static_cast<std::size_t>(picture.linesize[0]));
+    if (_hasSound) {
+      _picture.drawFlash(isBeeping(frame.timeMs), picture.data[0],
+                         static_cast<std::size_t>(picture.linesize[0]));
+    }
     ++_number;
-    return ReadResult::frame;
   }
-  bool isLive() const override { return false; }
 
- private:
   TestPictureWish _wish;
   TestPicture _picture;
+  bool _hasSound;
   std::int64_t _number = 0;
+  std::int64_t _nextSound = 0;  // in samples
 };
 
 }  // namespace
@@ -103,8 +129,8 @@ TestPictureWish parseTestPicture(std::string_view text) {
   return wish;
 }
 
-std::unique_ptr<Input> openTestPicture(std::string_view text) {
-  return std::make_unique<TestInput>(parseTestPicture(text));
+std::unique_ptr<Input> openTestPicture(std::string_view text, bool withSound) {
+  return std::make_unique<TestInput>(parseTestPicture(text), withSound);
 }
 
 }  // namespace vxrecord

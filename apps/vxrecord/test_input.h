@@ -20,7 +20,8 @@ struct TestPictureWish {
 /// Errors: throws InputError with the accepted form.
 TestPictureWish parseTestPicture(std::string_view text);
 
-/// Endless; frame n is shown at n / FPS seconds.
-std::unique_ptr<Input> openTestPicture(std::string_view text);
+/// Endless; frame n is shown at n / FPS seconds. With sound there is a beep each second, and the
+/// picture flashes with it.
+std::unique_ptr<Input> openTestPicture(std::string_view text, bool withSound);
 
 }  // namespace vxrecord

@@ -134,6 +134,18 @@ void TestPicture::draw(std::uint32_t number, std::int64_t timeMs, std::uint8_t* 
   drawNumber(number, pixels, bytesPerRow);
 }
 
+FlashPlace FlashPlace::inPicture(int width, int height) {
+  return {width / 2, height - height / 8, std::max(height / 5, 1)};
+}
+
+void TestPicture::drawFlash(bool isOn, std::uint8_t* pixels, std::size_t bytesPerRow) const {
+  const Canvas canvas{pixels, bytesPerRow, _width, _height};
+  const FlashPlace place = FlashPlace::inPicture(_width, _height);
+  canvas.fill(
+      {place.centerX - place.side / 2, place.centerY - place.side / 2, place.side, place.side},
+      isOn ? kWhite : kBlack);
+}
+
 void TestPicture::drawNumber(std::uint32_t number, std::uint8_t* pixels,
                              std::size_t bytesPerRow) const {
   const NumberBlocks blocks = NumberBlocks::inPicture(_width, _height);

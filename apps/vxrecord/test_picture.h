@@ -18,6 +18,9 @@ class TestPicture {
   void draw(std::uint32_t number, std::int64_t timeMs, std::uint8_t* pixels,
             std::size_t bytesPerRow) const;
 
+  /// A square in the middle of the ramp, white for `isOn` and black otherwise.
+  void drawFlash(bool isOn, std::uint8_t* pixels, std::size_t bytesPerRow) const;
+
  private:
   void drawNumber(std::uint32_t number, std::uint8_t* pixels, std::size_t bytesPerRow) const;
   void drawClock(std::int64_t timeMs, std::uint8_t* pixels, std::size_t bytesPerRow) const;
@@ -25,6 +28,15 @@ class TestPicture {
   int _width;
   int _height;
   std::vector<std::uint32_t> _background;
+};
+
+/// Where the flash is seen.
+struct FlashPlace {
+  int centerX = 0;
+  int centerY = 0;
+  int side = 0;
+
+  static FlashPlace inPicture(int width, int height);
 };
 
 /// Where the blocks stand: 34 squares from the top left corner. The first is white and the second

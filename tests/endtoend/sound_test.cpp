@@ -211,6 +211,57 @@ TEST(Sound, AllOfWhichIsTrimmedLeavesTheFileWhole) {
   EXPECT_EQ(readFile(recording.path()).durationMs, 1002);
 }
 
+// A file that is still growing is what a crash would leave.
+TEST(SoundInAGrowingFile, IsHeardExactlyWhereItWillBe) {
+  for (const std::int64_t start : {0, 22050, -22050}) {
+    SoundRecording recording;
+    recording.picturesUntil(200);
+    recording.units(twoSeconds(), start);
+    recording.picturesUntil(2500);
+    SoundTrack track;
+    ASSERT_TRUE(waitUntil([&] {
+      track = readSound(recording.path());
+      return track.units.size() == twoSeconds().units.size();
+    }));
+    const std::int64_t unheard = std::max(kTrim, -start);
+    EXPECT_EQ(track.units, twoSeconds().units);
+    EXPECT_EQ(track.samples(), without(decodeAac(twoSeconds()), unheard, 2)) << start;
+    EXPECT_EQ(track.pieces.front().time, std::max<std::int64_t>(start + kTrim, 0));
+    EXPECT_TRUE(recording.stop());
+  }
+}
+
+/// Times of the pictures that are in the growing file once nothing more comes.
+std::vector<std::int64_t> committedTimes(const SoundRecording& recording, std::size_t expected) {
+  std::vector<std::int64_t> times;
+  waitUntil([&] {
+    times = readFile(recording.path()).videoTimesMs();
+    return times.size() >= expected;
+  });
+  return times;
+}
+
+TEST(SoundInAGrowingFile, NeverHoldsThePicturesBack) {
+  enum class Sound { never, stops, late };
+  for (const Sound kind : {Sound::never, Sound::stops, Sound::late}) {
+    SoundRecording recording;
+    recording.picturesUntil(1000);
+    if (kind == Sound::stops) {
+      recording.units(twoSeconds(), 0, 0, 20);
+    }
+    recording.picturesUntil(10000);
+    if (kind == Sound::late) {
+      recording.units(twoSeconds(), 441000, 0, 20);
+    }
+    // The last picture is held until the next one tells its duration.
+    EXPECT_EQ(committedTimes(recording, 100).size(), 100u);
+    EXPECT_TRUE(recording.stop());
+    const SoundTrack track = readSound(recording.path());
+    EXPECT_EQ(track.units.size(), kind == Sound::never ? 0u : 20u);
+    EXPECT_EQ(readFile(recording.path()).videoTimesMs().size(), 101u);
+  }
+}
+
 struct Form {
   int sampleRate;
   int channels;
