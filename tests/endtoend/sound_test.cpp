@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
 #include "support/sound_recording.h"
@@ -211,6 +212,17 @@ TEST(Sound, AllOfWhichIsTrimmedLeavesTheFileWhole) {
   EXPECT_EQ(readFile(recording.path()).durationMs, 1002);
 }
 
+/// Whether the growing file can be opened by now and `holds` what is waited for.
+bool waitForFile(const std::function<bool()>& holds) {
+  return waitUntil([&] {
+    try {
+      return holds();
+    } catch (const ReadError&) {
+      return false;  // its head is not written yet
+    }
+  });
+}
+
 // A file that is still growing is what a crash would leave.
 TEST(SoundInAGrowingFile, IsHeardExactlyWhereItWillBe) {
   for (const std::int64_t start : {0, 22050, -22050}) {
@@ -219,7 +231,7 @@ TEST(SoundInAGrowingFile, IsHeardExactlyWhereItWillBe) {
     recording.units(twoSeconds(), start);
     recording.picturesUntil(2500);
     SoundTrack track;
-    ASSERT_TRUE(waitUntil([&] {
+    ASSERT_TRUE(waitForFile([&] {
       track = readSound(recording.path());
       return track.units.size() == twoSeconds().units.size();
     }));
@@ -234,7 +246,7 @@ TEST(SoundInAGrowingFile, IsHeardExactlyWhereItWillBe) {
 /// Times of the pictures that are in the growing file once nothing more comes.
 std::vector<std::int64_t> committedTimes(const SoundRecording& recording, std::size_t expected) {
   std::vector<std::int64_t> times;
-  waitUntil([&] {
+  waitForFile([&] {
     times = readFile(recording.path()).videoTimesMs();
     return times.size() >= expected;
   });

@@ -65,6 +65,10 @@ inline constexpr std::int64_t kEmptyEdit = -1;
 /// `edts` with its `elst`; nothing when there is no edit. ISO/IEC 14496-12, 8.6.5 and 8.6.6
 void write_edts(ByteStream& stream, std::span<const Edit> edits);
 
+/// How many samples at a sound's start are not to be heard, in the words of a comment that readers
+/// look for who do not apply the edit list of a fragmented movie. It is no part of the standard.
+void write_udta_priming(ByteStream& stream, std::uint32_t samples);
+
 struct MediaHeader {
   std::uint64_t creationTime = 0;
   std::uint64_t modificationTime = 0;

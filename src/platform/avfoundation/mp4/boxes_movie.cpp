@@ -1,7 +1,9 @@
 #include "platform/avfoundation/mp4/boxes.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 
 namespace vx::mp4 {
 
@@ -92,6 +94,38 @@ void write_edts(ByteStream& stream, std::span<const Edit> edits) {
     stream.put32(kFixedOne);  // rate
     count.add();
   }
+}
+
+namespace {
+
+// Text in the form of the box `----`: a name space, a name and a value.
+void write_comment(ByteStream& stream, std::string_view name, std::string_view value) {
+  constexpr std::uint32_t kUtf8 = 1;
+  Box box(stream, "----");
+  {
+    FullBox mean(stream, "mean", 0, 0);
+    stream.putText("com.apple.iTunes");
+  }
+  {
+    FullBox nameBox(stream, "name", 0, 0);
+    stream.putText(name);
+  }
+  Box data(stream, "data");
+  stream.put32(kUtf8);
+  stream.put32(0);  // any language
+  stream.putText(value);
+}
+
+}  // namespace
+
+void write_udta_priming(ByteStream& stream, std::uint32_t samples) {
+  std::array<char, 64> text{};  // a flag, samples before, behind and of the sound (0: unknown)
+  std::snprintf(text.data(), text.size(), " 00000000 %08X 00000000 0000000000000000", samples);
+  Box udta(stream, "udta");
+  FullBox meta(stream, "meta", 0, 0);
+  write_hdlr(stream, "mdir", "");
+  Box ilst(stream, "ilst");
+  write_comment(stream, "iTunSMPB", text.data());
 }
 
 void write_mdhd(ByteStream& stream, const MediaHeader& header) {

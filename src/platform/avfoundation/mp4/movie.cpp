@@ -215,6 +215,9 @@ Status buildReservedAudioBoxes(const AudioTrackDescription& audio, std::int64_t 
   {
     Box trak(stream, "trak");
     write_audio_trak_boxes(stream, audio, times, {&noSamples, 0, 0});
+    if (audible.unheard > 0)
+      write_udta_priming(
+          stream, static_cast<std::uint32_t>(std::min<std::int64_t>(audible.unheard, 0xFFFFFFFF)));
     if (stream.position() + kBoxHeaderBytes <= kReservedTrakBytes)
       write_free(stream, kReservedTrakBytes - stream.position() - kBoxHeaderBytes);
   }
