@@ -252,6 +252,22 @@ TEST_P(FrameLength, IsAllThatIsRead) {
   }
 }
 
+TEST_P(FrameLength, IsEnoughWhateverFormatMetTheSizeFirst) {
+  constexpr std::uint32_t kWidth = 7, kHeight = 5;
+  const std::uint32_t pitch = kWidth * GetParam().bytesPerPixel + 40;
+  for (const OSType first :
+       {kY420, kBGRA, kCVPixelFormatType_24RGB, kCVPixelFormatType_422YpCbCr8, kGray}) {
+    peer.pools().clear();
+    ASSERT_NE(peer.getBufferPoolWithSize(CGSizeMake(kWidth, kHeight), first), nullptr);
+    const GuardedBytes frame(
+        VXVideoRecorder::frameBufferLength(GetParam().code, kWidth, kHeight, pitch));
+    const auto buffer = CFRef<CVPixelBufferRef>::adopt(peer.convertPixelBufferFromFrameBuffer(
+        frame.data(), CGSizeMake(kWidth, kHeight), pitch, GetParam().code));
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(CVPixelBufferGetPixelFormatType(buffer.get()), first);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     All, FrameLength,
     testing::Values(Format{kY420, 1}, Format{kBGRA, 4}, Format{kCVPixelFormatType_32ARGB, 4},

@@ -8,12 +8,14 @@ namespace vx {
 
 namespace {
 
-// The system promises more memory than it has and kills the process that then writes to it, so a
-// single picture that would take half of the machine is refused instead.
-bool exceedsMachine(std::size_t size) {
+// The system promises more memory than it has and kills the process that then writes to it. So a
+// single picture that would take half of the machine is refused, and one beyond every encoder too,
+// however large the machine is.
+bool isOutOfReach(std::size_t size) {
   constexpr std::size_t kAlwaysTried = std::size_t{256} << 20;
-  if (size <= kAlwaysTried) {
-    return false;
+  constexpr std::size_t kNeverTried = std::size_t{4} << 30;
+  if (size <= kAlwaysTried || size > kNeverTried) {
+    return size > kNeverTried;
   }
   const long pages = sysconf(_SC_PHYS_PAGES);
   const long bytesPerPage = sysconf(_SC_PAGESIZE);
@@ -31,7 +33,7 @@ bool exceedsMachine(std::size_t size) {
 
 PixelMemory PixelMemory::allocateZeroed(std::size_t size) {
   PixelMemory memory;
-  if (size == 0 || exceedsMachine(size)) {
+  if (size == 0 || isOutOfReach(size)) {
     return memory;
   }
 #if defined(__SANITIZE_ADDRESS__)

@@ -229,6 +229,14 @@ template <typename Work>
   std::jthread(work).join();
 }
 
+// The address is kept in a form that a leak checker does not take for one.
+TEST_F(PixelBufferPool, WhatIsReallyLostIsALeak) {
+  std::uintptr_t hidden = 0;
+  inItsOwnFrames([&] { hidden = ~reinterpret_cast<std::uintptr_t>(new int[1000]); });
+  EXPECT_NE(__lsan_do_recoverable_leak_check(), 0);
+  delete[] reinterpret_cast<int*>(~hidden);
+}
+
 TEST_F(PixelBufferPool, WhatIsKeptForEverIsNoLeak) {
   inItsOwnFrames([] {
     CVPixelBufferPoolRef pool = poolOf(64, 64).release();

@@ -139,6 +139,37 @@ PlanarPicture thinned(const PlanarPicture& from, OwnPicture& memory) {
   return memory.picture();
 }
 
+// Each pixel the mean of four, of what is left when sides are cut down to a multiple of four.
+PlanarPicture halvedPicture(const PlanarPicture& from, OwnPicture& memory) {
+  const int width = from.width / 4 * 2;
+  const int height = from.height / 4 * 2;
+  memory.setSize(width, height);
+  const PlanarTarget& target = memory.target();
+  for (std::size_t i = 0; i < kPlaneCount; ++i) {
+    const int planeWidth = planeSide(width, i);
+    const int planeHeight = planeSide(height, i);
+    libyuv::ScalePlane(from.planes[i], from.bytesPerRow[i], 2 * planeWidth, 2 * planeHeight,
+                       target.planes[i], target.bytesPerRow[i], planeWidth, planeHeight,
+                       libyuv::kFilterBox);
+  }
+  return memory.picture();
+}
+
+// The scaler's mean of many pixels is too dark: its divisor has 16 bits, 2 of 255 short at 24 x 24
+// pixels and 44 short at 160 x 160. So a picture is halved until few are left.
+constexpr int kMostPixelsPerMean = 4;      // along each side
+constexpr std::size_t kMostHalvings = 14;  // 32768 pixels to 2
+using Halvings = std::array<OwnPicture, kMostHalvings>;
+
+PlanarPicture reduced(PlanarPicture from, const Area& area, Halvings& memories) {
+  for (std::size_t round = 0; from.width / area.width > kMostPixelsPerMean &&
+                              from.height / area.height > kMostPixelsPerMean;
+       ++round) {
+    from = halvedPicture(from, memories[round]);
+  }
+  return from;
+}
+
 // An odd side's chroma is complete; luma repeats its last column and row.
 void padLuma(const PlanarTarget& target, int width, int height) {
   std::uint8_t* luma = target.planes[0];
@@ -194,6 +225,7 @@ struct FrameConverter::Scratch {
   OwnPicture track;    // the picture handed out when it is not the buffer's own
   OwnPicture source;   // a packed picture of another size, before it is scaled
   OwnPicture thinned;  // a picture with sides too long for the scaler, every second pixel of it
+  Halvings halved;     // a picture much larger than the track, on its way down
   std::vector<std::uint8_t> rowMemory;
   Area shown;  // where `track` is not black; nowhere while it holds no fitted picture
 };
@@ -258,6 +290,7 @@ Status FrameConverter::convertFitted(CVPixelBufferRef buffer, PlanarPicture& pic
   if (isTooLongToScale(from)) {
     from = thinned(from, _scratch->thinned);
   }
+  from = reduced(from, area, _scratch->halved);
   if (!scale(from, area, track.targetAt(area))) {
     _scratch->shown = {};
     return failure("The picture cannot be scaled to the size of the recording.");

@@ -218,6 +218,33 @@ TEST(FrameConverter, FittedPictureKeepsItsColours) {
   }
 }
 
+TEST(FrameConverter, MuchLargerPictureKeepsItsBrightness) {
+  for (const std::size_t side : {101u, 500u, 2403u}) {
+    FrameConverter converter(16, 16);
+    const PixelBuffer buffer = makePixelBuffer(side, side, kCVPixelFormatType_OneComponent8);
+    std::memset(rowOf(buffer, 0), 0xff, CVPixelBufferGetDataSize(buffer.get()));
+    const PlanarPicture picture = converted(converter, buffer);
+    for (const auto& [x, y] : {std::pair{0, 0}, {15, 15}, {7, 8}}) {
+      const auto [luma, cb, cr] = sampleAt(picture, x, y);
+      EXPECT_NEAR(luma, 235, 1) << side;
+      EXPECT_NEAR(cb, 128, 1) << side;
+      EXPECT_NEAR(cr, 128, 1) << side;
+    }
+  }
+}
+
+TEST(FrameConverter, MuchLargerPictureStaysInItsPlace) {
+  // A white right half: nothing may move by as much as a pixel on the way down.
+  const PixelBuffer buffer = makePixelBuffer(1607, 1603, kCVPixelFormatType_OneComponent8);
+  for (std::size_t y = 0; y < 1603; ++y) {
+    std::memset(rowOf(buffer, y) + 803, 0xff, 804);
+  }
+  FrameConverter converter(16, 16);
+  const PlanarPicture picture = converted(converter, buffer);
+  EXPECT_NEAR(sampleAt(picture, 6, 8)[0], 16, 1);
+  EXPECT_NEAR(sampleAt(picture, 9, 8)[0], 235, 1);
+}
+
 TEST(FrameConverter, BordersAreBlackAgainAfterAPictureThatFilledThem) {
   FrameConverter converter(32, 32);
   converted(converter, uniform(32, 32, kCVPixelFormatType_32BGRA, {255, 255, 255}));
