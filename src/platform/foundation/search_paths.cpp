@@ -1,13 +1,12 @@
 #include "platform/foundation/search_paths.h"
 
 #include "VXVideoRecorder/platform/foundation/NSFileManager.h"
+#include "platform/foundation/small_file.h"
 
 #include <pwd.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace vx {
@@ -85,19 +84,15 @@ std::string homeFromAccount() {
   return "/";
 }
 
-std::string textOfFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 std::string documentsFolder(const std::string& home) {
   std::string configuration = absoluteFromEnvironment("XDG_CONFIG_HOME");
   if (configuration.empty()) {
     configuration = stringByAppendingPathComponent(home, ".config");
   }
-  const std::string userDirs =
-      textOfFile(stringByAppendingPathComponent(configuration, "user-dirs.dirs"));
-  std::optional<std::string> folder = documentsFolderFromUserDirs(userDirs, home);
+  const std::optional<std::string> userDirs =
+      contentsOfSmallFile(stringByAppendingPathComponent(configuration, "user-dirs.dirs"));
+  std::optional<std::string> folder =
+      userDirs ? documentsFolderFromUserDirs(*userDirs, home) : std::nullopt;
   return folder ? *std::move(folder) : stringByAppendingPathComponent(home, "Documents");
 }
 

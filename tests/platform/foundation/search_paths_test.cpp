@@ -110,6 +110,25 @@ TEST(SearchPath, AsksTheAccountWithoutAHomeVariable) {
   }
 }
 
+// Whoever asks delivers the frames of a screen and must not wait for anybody.
+TEST(SearchPath, DoesNotWaitForAConfigurationThatIsAPipe) {
+  const TemporaryFolder home;
+  const ScopedEnvironment homeVariable("HOME", home.path().c_str());
+  const ScopedEnvironment configuration("XDG_CONFIG_HOME", (home / "etc").c_str());
+  home.makeFolder("etc");
+  ASSERT_EQ(::mkfifo((home / "etc/user-dirs.dirs").c_str(), 0600), 0);
+  EXPECT_EQ(documentsFolder(), home / "Documents");
+}
+
+TEST(SearchPath, PassesOverAConfigurationWithoutEnd) {
+  const TemporaryFolder home;
+  const ScopedEnvironment homeVariable("HOME", home.path().c_str());
+  const ScopedEnvironment configuration("XDG_CONFIG_HOME", (home / "etc").c_str());
+  writeUserDirs(home, "etc");
+  std::filesystem::resize_file(home / "etc/user-dirs.dirs", std::uint64_t{1} << 40);
+  EXPECT_EQ(documentsFolder(), home / "Documents");
+}
+
 TEST(SearchPath, IsEmptyForOtherDirectoriesAndDomains) {
   EXPECT_TRUE(NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory(1), NSUserDomainMask, true)
                   .empty());
