@@ -92,15 +92,26 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void setIndex(std::uint32_t index) { _index = index; }
   /// Quota of the recordings folder in megabytes of 1000000 bytes; 0, the initial value, is none.
   ///
-  /// Applied once this recorder's file is finished, with the values that stand then. All entries
-  /// below `storagePath`, folders too, that end in ".mp4" and whose path from there begins with
-  /// `fileNamePrefix` are summed up from the newest to the oldest, on top of the finished file; the
-  /// one that lifts the sum above the quota and all older ones are deleted. Entries that contain
-  /// the finished name's front up to its last underscore ("rec_monday_" of "rec_monday_2.mp4") are
-  /// neither counted nor deleted, so a name without an underscore spares nothing but itself, and
-  /// with the default name no other "Display_" recording is ever deleted. The finished file always
-  /// stays. An entry whose time cannot be read counts as the oldest, a size that cannot be read
-  /// as 0. Links count and go as links; what they name is left alone.
+  /// Applied on the writer's thread once this recorder's file is finished, with the limit,
+  /// `storagePath` and `fileNamePrefix` that stand then; between `stop` and `writeVideoFileDone` no
+  /// other thread may set these three. All entries below `storagePath`, folders too, whose
+  /// extension is exactly "mp4" (a file named ".mp4" has none) and whose path from there begins
+  /// with `fileNamePrefix` are summed up from the newest to the oldest, on top of the finished
+  /// file; the one that lifts the sum above the quota and all older ones are deleted.
+  ///
+  /// Never counted nor deleted: entries whose path contains the finished name's front up to its
+  /// last underscore ("rec_monday_" of "rec_monday_2.mp4"; so with the default name every
+  /// "Display_" recording stays, and a name without an underscore spares nothing but itself), the
+  /// file that this recorder wrote, wherever it lies and whatever the name says by then, and
+  /// folders that hold one of these. A recording that another recorder is still making is a
+  /// recording like any other: give recorders that share a folder prefixes of their own, or a
+  /// common front.
+  ///
+  /// A link counts and goes as a link; what it names is left alone. A folder that counts goes with
+  /// its contents, except what is mounted in it, which stays with the folders around it. An entry
+  /// whose time cannot be read counts as the oldest, a size that cannot be read as 0; what lies
+  /// more than 1000 folders deep is not looked at. What cannot be deleted is passed over. Nothing
+  /// is logged.
   std::uint64_t folderLimitSize() const { return _folderLimitSize; }
   void setFolderLimitSize(std::uint64_t megabytes) { _folderLimitSize = megabytes; }
   /// The folder that receives the recording; none means "Ondrel Works" in the user's Documents
@@ -265,7 +276,8 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   // ---- stop, pause and destruction (src/recorder/stop.cpp)
   std::function<void()> makeFinishStep();
   void finishStep(const std::optional<std::string>& filename,
-                  const std::weak_ptr<vx::AVAssetWriter>& weakWriter);
+                  const std::weak_ptr<vx::AVAssetWriter>& weakWriter,
+                  const std::string& writtenFile);
 
   // ---- file naming (src/storage/file_naming.cpp)
   std::optional<vx::NSURL> outputFileURL();
@@ -273,7 +285,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   // ---- disk space guard and folder quota (src/storage/)
   std::uint64_t diskFreeSpace(const std::optional<std::string>& path);
   bool checkDiskKeepRecStatus();
-  void checkFolderSizeAndDeleteFile(const std::string& name);
+  void checkFolderSizeAndDeleteFile(const std::string& name, const std::string& writtenFile = {});
 
   // The fields, in their order; `delegate` and `thread`, the first two, stand above.
   std::atomic<bool> _pause = false;              // the next accepted frame ends a pause

@@ -38,24 +38,29 @@ void VXVideoRecorder::stop() {
 
 std::function<void()> VXVideoRecorder::makeFinishStep() {
   std::weak_ptr<AVAssetWriter> writer = _writer;
-  std::string filename = _filename.value_or("");
+  // What is written stays known here even if the host gives the recorder another name or folder.
+  const std::optional<NSURL> url = _writer->outputURL();
+  std::string file = url ? url->path() : std::string();
   if (std::shared_ptr<VXVideoRecorder> self = weak_from_this().lock()) {
-    return [self, filename = _filename, writer] { self->finishStep(filename, writer); };
+    return [self, filename = _filename, writer, file = std::move(file)] {
+      self->finishStep(filename, writer, file);
+    };
   }
   // The recorder is being destroyed: it takes its delegate along, so only the quota is left to do,
   // with what it needs held by value.
   return [limit = _folderLimitSize, path = _storagePath, prefix = _fileNamePrefix,
-          filename = std::move(filename)] {
+          filename = _filename.value_or(""), file = std::move(file)] {
     if (limit != 0) {
-      storage::applyFolderQuota(path, prefix, limit, filename);
+      storage::applyFolderQuota(path, prefix, limit, filename, file);
     }
   };
 }
 
 void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
-                                 const std::weak_ptr<AVAssetWriter>& weakWriter) {
+                                 const std::weak_ptr<AVAssetWriter>& weakWriter,
+                                 const std::string& writtenFile) {
   if (_folderLimitSize != 0) {
-    checkFolderSizeAndDeleteFile(filename.value_or(""));
+    checkFolderSizeAndDeleteFile(filename.value_or(""), writtenFile);
   }
   const std::shared_ptr<AVAssetWriter> writer = weakWriter.lock();
   const bool completed = writer && writer->status() == AVAssetWriterStatusCompleted;

@@ -2,7 +2,10 @@
 #include "storage/file_naming.h"
 
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "platform/foundation/file_status.h"
+#include "platform/foundation/folder.h"
+
+#include <algorithm>
+#include <vector>
 
 using namespace vx;
 
@@ -38,9 +41,9 @@ std::string usableFolder(const std::string& folder, const std::string& documents
 }
 
 void clearPath(const std::string& path, const std::string& folder) {
-  const std::optional<std::string> item = canonicalPathOfItem(path);
-  const std::optional<std::string> around = canonicalPathOfItem(folder + "/.");
-  if (item && around && isSameOrBelow(*around, *item)) {
+  const std::vector<ItemIdentity> item = identitiesUpwards(path);
+  const std::vector<ItemIdentity> around = identitiesUpwards(folder);
+  if (!item.empty() && std::find(around.begin(), around.end(), item.front()) != around.end()) {
     return;
   }
   NSFileManager::defaultManager().removeItemAtPath(path);

@@ -18,9 +18,10 @@ std::string wantedFolder(const std::string& documentsPath,
 /// `documentsPath` itself, with a line in the system log, when it cannot be made.
 std::string usableFolder(const std::string& folder, const std::string& documentsPath);
 
-/// Removes what stands at `path`, a file of `folder`. Does nothing when `path` turns out to be
-/// `folder` or a folder around it (the name is empty, "..", or leads back): all recordings in it
-/// would be lost, for a file that could not be made there afterwards either.
+/// Removes what stands at `path`, a file of `folder`. Does nothing when `path` leads to
+/// `folder` or a folder around it (the name is empty, "..", or leads back, be it through a link, or
+/// the folder itself is given by one): the recordings in it or the way to them would be lost, for a
+/// file that could not be made there afterwards either.
 void clearPath(const std::string& path, const std::string& folder);
 
 }  // namespace vx::storage

@@ -2,10 +2,12 @@
 #include "storage/folder_quota.h"
 
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "platform/foundation/folder.h"
 #include "storage/merge_sort.h"
 
+#include <algorithm>
 #include <exception>
+#include <unordered_set>
+#include <vector>
 
 using namespace vx;
 
@@ -30,52 +32,61 @@ const std::optional<NSRegularExpression>& nameStemExpression() {
   return *expression;
 }
 
-std::uint64_t sizeOf(const Folder& folder, const std::string& subpath) {
-  const std::optional<ItemStatus> status = folder.statusOfItem(subpath);
-  return status ? status->sizeBytes : 0;
-}
-
 /// An item whose time cannot be read compares as older than all others.
 std::optional<FileTime> timeOf(const Folder& folder, const std::string& subpath) {
   const std::optional<ItemStatus> status = folder.statusOfItem(subpath);
   return status ? std::optional(status->modificationTime) : std::nullopt;
 }
 
-/// The times are read anew at every comparison: a file may be written to while the sort runs.
-void sortNewestFirst(const Folder& folder, std::vector<std::string>& entries) {
-  mergeSort(entries, [&](const std::string& a, const std::string& b) {
-    return timeOf(folder, a) > timeOf(folder, b);
-  });
-}
-
-/// The finished file as the folder's listing spells it, even if the name that was given goes
-/// through "." or a link. The name itself when it leads nowhere or elsewhere.
-std::string listedName(const std::string& storagePath, const std::string& name) {
-  const std::optional<std::string> file =
-      canonicalPathOfItem(stringByAppendingPathComponent(storagePath, name));
-  const std::optional<std::string> folder = canonicalPathOfItem(storagePath + "/.");
-  if (!file || !folder || !isSameOrBelow(*file, *folder) || *file == *folder) {
-    return name;
+/// The item at `path` and the folders around it.
+std::vector<ItemIdentity> identitiesAround(const std::string& path) {
+  std::vector<ItemIdentity> identities = identitiesUpwards(path.substr(0, path.rfind('/') + 1));
+  if (ItemStatus status; readItemStatus(path, status).ok()) {
+    identities.push_back(status.identity);
   }
-  const std::size_t front = folder->size() + (folder->back() == '/' ? 0 : 1);
-  return file->substr(front);
+  return identities;
 }
 
-Candidates candidatesAmong(const Folder& folder, std::vector<std::string> entries,
-                           const std::optional<std::string>& stem, const std::string& prefix,
-                           const std::string& finished) {
-  Candidates candidates;
-  for (std::string& entry : entries) {
-    if (isCandidate(entry, stem, prefix) && !isSameOrBelow(finished, entry)) {
-      candidates.sizesBytes.push_back(sizeOf(folder, entry));
-      candidates.subpaths.push_back(std::move(entry));
+/// The folders that hold an entry with the stem, at any depth.
+std::unordered_set<std::string_view> foldersWithStem(const std::vector<std::string>& entries,
+                                                     const std::optional<std::string>& stem) {
+  std::unordered_set<std::string_view> folders;
+  for (const std::string_view entry : entries) {
+    if (!stem || entry.find(*stem) == std::string_view::npos) {
+      continue;
     }
+    // From the innermost outwards, up to where an earlier entry has been.
+    for (std::size_t slash = entry.rfind('/'); slash != std::string_view::npos;
+         slash = entry.substr(0, slash).rfind('/')) {
+      if (!folders.insert(entry.substr(0, slash)).second) {
+        break;
+      }
+    }
+  }
+  return folders;
+}
+
+Candidates candidatesAmong(const Folder& folder, const std::vector<std::string>& entries,
+                           const std::optional<std::string>& stem, const std::string& prefix,
+                           const std::vector<ItemIdentity>& spared) {
+  const std::unordered_set<std::string_view> holders = foldersWithStem(entries, stem);
+  Candidates candidates;
+  for (const std::string& entry : entries) {
+    if (!isCandidate(entry, stem, prefix) || holders.contains(entry)) {
+      continue;
+    }
+    const std::optional<ItemStatus> status = folder.statusOfItem(entry);
+    if (status && std::find(spared.begin(), spared.end(), status->identity) != spared.end()) {
+      continue;
+    }
+    candidates.sizesBytes.push_back(status ? status->sizeBytes : 0);
+    candidates.subpaths.push_back(entry);
   }
   return candidates;
 }
 
 void prune(const std::string& storagePath, const std::string& prefix, std::uint64_t limitBytes,
-           const std::string& finishedName) {
+           const std::string& finishedName, const std::string& writtenFile) {
   const std::optional<Folder> folder = Folder::open(storagePath);
   // Without the expression nobody knows which entries to spare.
   if (!folder || !nameStemExpression()) {
@@ -83,11 +94,15 @@ void prune(const std::string& storagePath, const std::string& prefix, std::uint6
   }
   std::vector<std::string> entries = folder->subpaths();
   sortNewestFirst(*folder, entries);
-  const std::string finished = listedName(storagePath, finishedName);
+  const std::string finished = stringByAppendingPathComponent(storagePath, finishedName);
+  std::vector<ItemIdentity> spared = identitiesAround(finished);
+  const std::vector<ItemIdentity> written = identitiesAround(writtenFile);
+  spared.insert(spared.end(), written.begin(), written.end());
   const Candidates candidates =
-      candidatesAmong(*folder, std::move(entries), nameStem(finishedName), prefix, finished);
-  const std::size_t kept =
-      candidatesToKeep(sizeOf(*folder, finished), candidates.sizesBytes, limitBytes);
+      candidatesAmong(*folder, entries, nameStem(finishedName), prefix, spared);
+  ItemStatus status;
+  const std::uint64_t finishedBytes = readItemStatus(finished, status).ok() ? status.sizeBytes : 0;
+  const std::size_t kept = candidatesToKeep(finishedBytes, candidates.sizesBytes, limitBytes);
   for (std::size_t i = kept; i < candidates.subpaths.size(); ++i) {
     (void)folder->removeItem(candidates.subpaths[i]).ok();
   }
@@ -104,6 +119,12 @@ std::optional<std::string> nameStem(std::string_view name) {
     return std::nullopt;
   }
   return std::string(name.substr(match.location, match.length));
+}
+
+void sortNewestFirst(const Folder& folder, std::vector<std::string>& entries) {
+  mergeSort(entries, [&](const std::string& a, const std::string& b) {
+    return timeOf(folder, a) > timeOf(folder, b);
+  });
 }
 
 bool isCandidate(std::string_view subpath, const std::optional<std::string>& stem,
@@ -128,12 +149,14 @@ std::size_t candidatesToKeep(std::uint64_t finishedSizeBytes,
 
 void applyFolderQuota(const std::optional<std::string>& storagePath,
                       const std::optional<std::string>& fileNamePrefix,
-                      std::uint64_t folderLimitSize, const std::string& finishedName) noexcept {
+                      std::uint64_t folderLimitSize, const std::string& finishedName,
+                      const std::string& writtenFile) noexcept {
   if (!storagePath || !fileNamePrefix || folderLimitSize == 0) {
     return;
   }
   try {
-    prune(*storagePath, *fileNamePrefix, folderLimitSize * kBytesPerMegabyte, finishedName);
+    prune(*storagePath, *fileNamePrefix, folderLimitSize * kBytesPerMegabyte, finishedName,
+          writtenFile);
   } catch (const std::exception&) {
     // Out of memory: the folder keeps what it has until the next recording is finished.
   }
@@ -141,6 +164,11 @@ void applyFolderQuota(const std::optional<std::string>& storagePath,
 
 }  // namespace vx::storage
 
-void VXVideoRecorder::checkFolderSizeAndDeleteFile(const std::string& name) {
-  storage::applyFolderQuota(_storagePath, _fileNamePrefix, _folderLimitSize, name);
+void VXVideoRecorder::checkFolderSizeAndDeleteFile(const std::string& name,
+                                                   const std::string& writtenFile) {
+  // Copies: it takes a while, and the host may set the next recording's values meanwhile.
+  const std::uint64_t limit = _folderLimitSize;
+  const std::optional<std::string> path = _storagePath;
+  const std::optional<std::string> prefix = _fileNamePrefix;
+  storage::applyFolderQuota(path, prefix, limit, name, writtenFile);
 }

@@ -1,4 +1,5 @@
 // Stop, pause and destruction.
+#include "support/media_reader.h"
 #include "support/recorder_fixture.h"
 
 using namespace vx;
@@ -163,6 +164,105 @@ TEST_F(Stop, QuotaRunsBeforeTheLineWithTheLimitOfThatMoment) {
   recorder->delegate = watcher;
   writer->complete(AVAssetWriterStatusFailed);
   EXPECT_TRUE(victimWasGone);
+}
+
+TEST_F(Stop, QuotaSparesTheFileEvenIfTheHostNamedTheNextOneBefore) {
+  for (const std::optional<std::string>& next :
+       {std::optional<std::string>(), std::optional<std::string>("next_1.mp4")}) {
+    recorder = VXVideoRecorder::initWithDelegate(delegate);
+    recorder->setStoragePath(folder.path());
+    recorder->setFilename("rec_a_1.mp4");
+    recorder->setFileNamePrefix("rec");
+    recorder->setFolderLimitSize(1);
+    std::ofstream(folder / "rec_z_1.mp4") << std::string(2'000'000, 'x');
+    appendAt(0);
+    recorder->setFilename(next);
+    recorder->stop();
+    ASSERT_TRUE(delegate->waitForFilesDone(next ? 2 : 1));
+    EXPECT_TRUE(std::filesystem::exists(folder / "rec_a_1.mp4"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "rec_z_1.mp4"));
+  }
+}
+
+TEST_F(Stop, QuotaSparesTheFileEvenIfTheHostChoseTheFolderAroundItMeanwhile) {
+  useScriptedWriter();
+  std::filesystem::create_directories(folder / "rec.mp4");
+  std::ofstream(folder / "rec.mp4/now.mp4") << std::string(2'000'000, 'x');
+  std::ofstream(folder / "rec0.mp4") << std::string(2'000'000, 'x');
+  writer->url = NSURL::fileURLWithPath(folder / "rec.mp4/now.mp4");
+  recorder->setStoragePath(folder / "rec.mp4");
+  recorder->setFilename("now.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  recorder->stop();
+  recorder->setStoragePath(folder.path());
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(std::filesystem::exists(folder / "rec.mp4/now.mp4"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "rec0.mp4"));
+}
+
+TEST_F(Stop, QuotaOfARecorderThatWasLetGoSparesTheFileTooWhateverItsName) {
+  useScriptedWriter();
+  std::ofstream(folder / "rec_a_1.mp4") << std::string(2'000'000, 'x');
+  writer->url = NSURL::fileURLWithPath(folder / "rec_a_1.mp4");
+  recorder->setFilename("next_1.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  recorder.reset();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(std::filesystem::exists(folder / "rec_a_1.mp4"));
+}
+
+TEST_F(Stop, FolderThatIsGoneBeforeTheQuotaIsNoHindrance) {
+  useScriptedWriter();
+  recorder->setFilename("a_1.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  recorder->stop();
+  std::filesystem::remove_all(folder.path());
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_EQ(countOf(recordLine("done")), 1);
+  EXPECT_EQ(delegate->filesDone(), 1);
+}
+
+TEST_F(Stop, FolderThatIsRemovedDuringTheRecordingEndsItAsFailed) {
+  recorder->setFilename("a_1.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  appendAt(0);
+  appendAt(40);
+  std::filesystem::remove_all(folder.path());
+  appendAt(80);
+  EXPECT_EQ(countOf("[VXVideoRecorder] Error Obtaining System disk Info: Domain = "
+                    "NSCocoaErrorDomain, Code = 260",
+                    1),
+            1);
+  EXPECT_EQ(countOf(line(" status 1 with error (null)")), 1);
+  recorder->stop();
+  ASSERT_TRUE(delegate->waitForFilesDone());
+  EXPECT_EQ(countOf(recordLine("failed")), 1);
+}
+
+TEST_F(Stop, RecorderThatAnotherOneTookTheFileFromEndsAsFailedAndTheOtherIsWhole) {
+  recorder->setFilename("same.mp4");
+  appendAt(0);
+  appendAt(40);
+  const auto secondDelegate = std::make_shared<RememberingDelegate>();
+  const auto second = VXVideoRecorder::initWithDelegate(secondDelegate);
+  second->setStoragePath(folder.path());
+  second->setFilename("same.mp4");
+  for (std::uint32_t ms : {0u, 40u, 80u}) {
+    const NSDictionary frame = FrameBuilder().at(ms).build();
+    second->appendVideoSample(frame);
+  }
+  recorder->stop();
+  ASSERT_TRUE(delegate->waitForFilesDone());
+  EXPECT_EQ(countOf(recordLine("failed")), 1);
+  second->stop();
+  ASSERT_TRUE(secondDelegate->waitForFilesDone());
+  EXPECT_THAT(secondDelegate->lines().back().message, HasSubstr(" Record same.mp4 - done"));
+  EXPECT_EQ(vx::test::readFile(folder / "same.mp4").videoTimesMs(),
+            (std::vector<std::int64_t>{0, 40, 80}));
 }
 
 TEST_F(Stop, WithoutQuotaNothingIsDeleted) {

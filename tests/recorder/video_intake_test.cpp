@@ -334,6 +334,39 @@ TEST_F(VideoIntake, LowSpaceIsReportedForEveryFrameAndRecordingGoesOn) {
   EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
 }
 
+TEST_F(VideoIntake, FailedQueryOfTheDiskIsReportedForEveryFrameAndRecordingGoesOn) {
+  useScriptedWriter();
+  recorder->setStoragePath(folder / "none");
+  const RememberingDelegate::Line query{
+      "[VXVideoRecorder] Error Obtaining System disk Info: Domain = NSCocoaErrorDomain, Code = 260",
+      1};
+  const RememberingDelegate::Line shortage{line(" status 1 with error (null)"), 2};
+  appendAt(0);
+  EXPECT_THAT(delegate->lines(), ElementsAre(query, shortage));
+  appendAt(40);
+  EXPECT_EQ(countOf(query.message, 1), 2);
+  EXPECT_EQ(countOf(shortage.message), 2);
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
+}
+
+TEST_F(VideoIntake, FailedPreparationSetsTheClockAnewWithEveryFrame) {
+  // The system would cut a name at a zero byte, so no writer is made for it.
+  recorder->setFilename(std::string("re\0cording.mp4", 14));
+  appendAt(100);
+  EXPECT_EQ(recorder->writer(), nullptr);
+  EXPECT_EQ(peer.startTime(), 100u);
+  peer.timestamp() = 7;
+  appendAt(140);
+  EXPECT_EQ(peer.startTime(), 140u);
+  EXPECT_EQ(peer.timestamp(), 0u);
+  EXPECT_TRUE(delegate->lines().empty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  recorder->setFilename("recording.mp4");
+  appendAt(180);
+  EXPECT_EQ(peer.startTime(), 180u);
+  EXPECT_EQ(countOf(line(" Started writing video file.")), 1);
+}
+
 TEST_F(VideoIntake, FailedStartRefusesEveryFrame) {
   append(FrameBuilder().at(100).size(20000, 1));  // too wide for the encoder: the start fails
   EXPECT_EQ(peer.startTime(), 100u);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mount.h>
+
 #include <filesystem>
 
 namespace vx::storage {
@@ -76,6 +78,42 @@ TEST(ClearPath, NeverRemovesTheFolderItselfOrOneAroundIt) {
     clearPath(folder + "/" + name, folder);
     ASSERT_TRUE(outer.has("outer/folder/old.mp4")) << name;
   }
+}
+
+TEST(ClearPath, NeverRemovesTheLinkThatTheFolderIsGivenBy) {
+  const TemporaryFolder outer;
+  outer.makeFolder("real");
+  fs::create_directory_symlink("real", outer / "link");
+  for (const char* name : {"", "/", ".", "../link", "../real", "../link/", ".."}) {
+    clearPath(outer / "link" + (*name == '\0' ? "" : "/") + name, outer / "link");
+    ASSERT_TRUE(outer.has("link")) << name;
+    ASSERT_TRUE(outer.has("real")) << name;
+  }
+}
+
+// As a volume that does not tell cases apart spells it: another name, the same folder.
+TEST(ClearPath, KnowsTheFolderUnderAnotherName) {
+  const TemporaryFolder outer;
+  outer.makeFolder("recordings");
+  outer.makeFile("recordings/old.mp4");
+  outer.makeFolder("Recordings");
+  if (::mount((outer / "recordings").c_str(), (outer / "Recordings").c_str(), nullptr, MS_BIND,
+              nullptr) != 0) {
+    GTEST_SKIP() << "nothing can be mounted here (needs root)";
+  }
+  clearPath(outer / "recordings/../Recordings", outer / "recordings");
+  EXPECT_TRUE(outer.has("recordings/old.mp4"));
+  EXPECT_EQ(::umount((outer / "Recordings").c_str()), 0);
+}
+
+TEST(ClearPath, RemovesALinkToAnotherFolder) {
+  const TemporaryFolder outer;
+  outer.makeFolder("folder");
+  outer.makeFolder("elsewhere");
+  fs::create_directory_symlink(outer / "elsewhere", outer / "folder/1.mp4");
+  clearPath(outer / "folder/1.mp4", outer / "folder");
+  EXPECT_FALSE(outer.has("folder/1.mp4"));
+  EXPECT_TRUE(outer.has("elsewhere"));
 }
 
 TEST(ClearPath, RemovesBesideTheFolderWhenTheNameLeadsThere) {

@@ -1,10 +1,15 @@
 // The recorder's choice of its file.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "support/immutable_item.h"
+#include "support/program.h"
 #include "support/recorder_peer.h"
 #include "support/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -109,12 +114,18 @@ TEST_F(FileNaming, DeletesALinkInTheWayAndNotWhatItNames) {
 
 TEST_F(FileNaming, LeavesAReaderOfTheEarlierRecordingItsContents) {
   std::ofstream(storage / "Display_1.mp4") << "earlier";
-  std::ifstream reader(storage / "Display_1.mp4");
+  // Another process opens the file, says so, and reads it once it is told to.
+  ASSERT_EQ(::mkfifo((storage / "go").c_str(), 0600), 0);
+  vx::test::Program reader({"sh", "-c",
+                            "exec 3<\"$0\"; echo open >\"$1\"; read go <\"$2\"; cat <&3",
+                            storage / "Display_1.mp4", storage / "said", storage / "go"});
+  ASSERT_TRUE(vx::test::waitUntil([&] { return storage.has("said"); }));
   recorder->setStoragePath(storage.path());
   outputPath();
-  std::string text;
-  reader >> text;
-  EXPECT_EQ(text, "earlier");
+  std::ofstream(storage / "Display_1.mp4") << "later";
+  std::ofstream(storage / "go") << "go\n";
+  EXPECT_EQ(reader.wait(), 0);
+  EXPECT_EQ(reader.output(), "earlier");
 }
 
 TEST_F(FileNaming, NeverDeletesTheStorageFolderItself) {
@@ -134,6 +145,24 @@ TEST_F(FileNaming, FallsBackToTheDocumentsFolderItselfWithALineInTheSystemLog) {
   EXPECT_EQ(outputPath(), home / "Documents/Display_1.mp4");
   EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Error Domain="));
   EXPECT_FALSE(home.has("Documents"));
+  EXPECT_THAT(delegate->lines(), testing::IsEmpty());
+}
+
+TEST_F(FileNaming, FallsBackWhenNothingCanBeMadeInTheParentFolder) {
+  storage.makeFolder("locked");
+  std::optional<ImmutableItem> immutable;
+  if (::geteuid() == 0) {
+    immutable.emplace(storage / "locked");
+    if (!immutable->works()) GTEST_SKIP() << "folders cannot be made immutable here";
+  } else {
+    fs::permissions(storage / "locked", fs::perms(0555));
+  }
+  recorder->setStoragePath(storage / "locked/below");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(outputPath(), home / "Documents/Display_1.mp4");
+  const std::string systemLog = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(systemLog, HasSubstr("Error Domain=NSCocoaErrorDomain Code=513"));
+  EXPECT_THAT(systemLog, HasSubstr(storage / "locked/below"));
   EXPECT_THAT(delegate->lines(), testing::IsEmpty());
 }
 

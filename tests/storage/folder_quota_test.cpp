@@ -128,6 +128,78 @@ TEST_F(FolderQuota, SparesTheFolderThatHoldsTheFinishedFile) {
   EXPECT_TRUE(folder.has("rec.mp4/now.mp4"));
 }
 
+TEST_F(FolderQuota, SparesTheWrittenFileWhateverTheNameSaysByThen) {
+  folder.makeFile("rec_a_1.mp4", 5 * kMB, 0);
+  folder.makeFile("rec0.mp4", 10, 1);
+  applyFolderQuota(folder.path(), "rec", 1, "other_1.mp4", folder / "rec_a_1.mp4");
+  EXPECT_EQ(entries(), (Names{"rec0.mp4", "rec_a_1.mp4"}));
+  folder.makeFile("other_1.mp4", 5 * kMB);
+  applyFolderQuota(folder.path(), "rec", 1, "other_1.mp4", folder / "rec_a_1.mp4");
+  EXPECT_EQ(entries(), (Names{"other_1.mp4", "rec_a_1.mp4"}));
+}
+
+TEST_F(FolderQuota, SparesTheWrittenFileWhenTheFolderIsOneAroundItByThen) {
+  folder.makeFolder("rec.mp4/inner");
+  folder.makeFile("rec.mp4/inner/recnow.mp4", 5 * kMB);
+  folder.makeFile("rec0.mp4", 2 * kMB, 1);
+  applyFolderQuota(folder.path(), "rec", 1, "recnow.mp4", folder / "rec.mp4/inner/recnow.mp4");
+  EXPECT_TRUE(folder.has("rec.mp4/inner/recnow.mp4"));
+  EXPECT_FALSE(folder.has("rec0.mp4"));
+}
+
+TEST_F(FolderQuota, KnowsTheWrittenFileByIdentity) {
+  folder.makeFolder("real");
+  folder.makeFile("real/recnow.mp4", 5 * kMB);
+  fs::create_directory_symlink("real", folder / "link");
+  fs::create_hard_link(folder / "real/recnow.mp4", folder / "real/rec other spelling.mp4");
+  applyFolderQuota(folder / "real", "rec", 1, "gone.mp4", folder / "link/recnow.mp4");
+  EXPECT_TRUE(folder.has("real/recnow.mp4"));
+  EXPECT_TRUE(folder.has("real/rec other spelling.mp4"));
+}
+
+TEST_F(FolderQuota, SparesAFolderThatHoldsAnEntryWithTheStem) {
+  folder.makeFolder("rec.mp4/sub");
+  folder.makeFile("rec.mp4/sub/now_1.mp4", 10);
+  folder.makeFolder("rec_old.mp4");
+  folder.makeFile("rec_old.mp4/x", 10);
+  folder.makeFile("now_2.mp4", 5 * kMB, 9);
+  apply(1, "now_2.mp4");
+  EXPECT_TRUE(folder.has("rec.mp4/sub/now_1.mp4"));
+  EXPECT_FALSE(folder.has("rec_old.mp4"));
+}
+
+TEST_F(FolderQuota, CountsAnExtensionOnlyBehindAName) {
+  folder.makeFile("now.mp4", 5 * kMB);
+  folder.makeFolder("recs");
+  folder.makeFile("recs/.mp4", 10);
+  folder.makeFile("recs/..mp4", 10);
+  apply(1);
+  EXPECT_TRUE(folder.has("recs/.mp4"));
+  EXPECT_FALSE(folder.has("recs/..mp4"));
+}
+
+// 2^64 bytes and a few more: the product keeps its low 64 bits.
+TEST_F(FolderQuota, WrapsALimitBeyond64Bits) {
+  constexpr std::uint64_t kWraps = ~std::uint64_t{0} / kMB + 1;
+  static_assert(kWraps * kMB < kMB, "the limit has wrapped to less than a megabyte");
+  folder.makeFile("now.mp4", kWraps * kMB + 1);
+  folder.makeFile("rec1.mp4", 0, 1);
+  apply(kWraps);
+  EXPECT_FALSE(folder.has("rec1.mp4"));
+  folder.makeFile("now.mp4", kWraps * kMB);
+  folder.makeFile("rec1.mp4", 0, 1);
+  apply(kWraps);
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+}
+
+TEST_F(FolderQuota, SortsWhatHasNoTimeBehindTheOldest) {
+  folder.makeFile("old.mp4", 0, -1500000000);
+  folder.makeFile("new.mp4", 0, 5);
+  std::vector<std::string> sorted{"none", "old.mp4", "nowhere/none", "new.mp4"};
+  sortNewestFirst(*Folder::open(folder.path()), sorted);
+  EXPECT_EQ(sorted, (std::vector<std::string>{"new.mp4", "old.mp4", "none", "nowhere/none"}));
+}
+
 TEST_F(FolderQuota, CountsAMissingFinishedFileAsNothing) {
   folder.makeFile("rec2.mp4", kMB, 2);
   folder.makeFile("rec1.mp4", 1, 1);

@@ -78,6 +78,7 @@ class ScriptedWriter : public vx::AVAssetWriter {
  public:
   vx::AVAssetWriterStatus currentStatus = vx::AVAssetWriterStatusWriting;
   std::optional<vx::NSError> currentError;
+  std::optional<vx::NSURL> url;
   bool starts = true;
   std::optional<vx::NSException> raisesOnEndSession;
   std::optional<vx::NSException> raisesOnFinish;
@@ -119,6 +120,7 @@ class ScriptedWriter : public vx::AVAssetWriter {
       handler();
     }
   }
+  std::optional<vx::NSURL> outputURL() const override { return url; }
   vx::AVAssetWriterStatus status() const override { return currentStatus; }
   std::optional<vx::NSError> error() const override { return currentError; }
 };

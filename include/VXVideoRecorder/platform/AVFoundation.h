@@ -115,8 +115,8 @@ enum AVAssetWriterStatus : std::int64_t {
 class AVAssetWriter {
  public:
   /// A writer for this file. Nothing is created yet.
-  /// Errors: null, and `error` is filled, for a file type other than `AVFileTypeMPEG4` or an empty
-  /// path.
+  /// Errors: null, and `error` is filled, for a file type other than `AVFileTypeMPEG4`, an empty
+  /// path, or one with a zero byte, at which the system would cut it.
   static std::shared_ptr<AVAssetWriter> initWithURL(const NSURL& url, std::string_view fileType,
                                                     std::optional<NSError>* error);
   virtual ~AVAssetWriter();
@@ -145,6 +145,9 @@ class AVAssetWriter {
   /// completed or cancelled.
   virtual void finishWritingWithCompletionHandler(std::function<void()> handler) = 0;
 
+  /// Where the file lies that this writer makes, given at the start and never changed. Absent for a
+  /// writer that makes none. Thread: any.
+  virtual std::optional<NSURL> outputURL() const { return std::nullopt; }
   virtual AVAssetWriterStatus status() const = 0;
   /// Why the writer failed: the first error, with a text that says what can be done.
   virtual std::optional<NSError> error() const = 0;

@@ -18,8 +18,8 @@ namespace {
 class FileAssetWriter final : public AVAssetWriter,
                               public std::enable_shared_from_this<FileAssetWriter> {
  public:
-  FileAssetWriter(std::string path, WriterParts parts)
-      : _core(std::make_shared<WriterCore>(std::move(path), std::move(parts))) {}
+  FileAssetWriter(NSURL url, WriterParts parts)
+      : _url(std::move(url)), _core(std::make_shared<WriterCore>(_url.path(), std::move(parts))) {}
   ~FileAssetWriter() override { _core->abandon(); }
 
   void addInput(std::shared_ptr<AVAssetWriterInput> input) override;
@@ -27,6 +27,7 @@ class FileAssetWriter final : public AVAssetWriter,
   void startSessionAtSourceTime(CMTime startTime) override;
   void endSessionAtSourceTime(CMTime endTime) override;
   void finishWritingWithCompletionHandler(std::function<void()> handler) override;
+  std::optional<NSURL> outputURL() const override { return _url; }
   AVAssetWriterStatus status() const override { return _core->status(); }
   std::optional<NSError> error() const override { return _core->error(); }
 
@@ -36,6 +37,7 @@ class FileAssetWriter final : public AVAssetWriter,
   }
   Status start();
 
+  NSURL _url;
   std::shared_ptr<WriterCore> _core;
   std::shared_ptr<QueueingInput> _video;
   std::shared_ptr<QueueingInput> _audio;
@@ -148,11 +150,14 @@ std::shared_ptr<AVAssetWriter> AVAssetWriter::initWithURL(const NSURL& url,
                       "Files of the type " + std::string(fileType) + " cannot be written.");
   } else if (url.path().empty()) {
     problem = NSError(AVFoundationErrorDomain, AVErrorUnknown, "The file needs a path.");
+  } else if (url.path().find('\0') != std::string::npos) {
+    problem = NSError(AVFoundationErrorDomain, AVErrorUnknown,
+                      "The file's path has a zero byte in it; choose another name or folder.");
   }
   if (error) {
     *error = problem;
   }
-  return problem ? nullptr : std::make_shared<FileAssetWriter>(url.path(), WriterParts{});
+  return problem ? nullptr : std::make_shared<FileAssetWriter>(url, WriterParts{});
 }
 
 }  // namespace vx

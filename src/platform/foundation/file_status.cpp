@@ -3,10 +3,7 @@
 #include <sys/statvfs.h>
 
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 #include <system_error>
 
 namespace vx {
@@ -90,12 +87,6 @@ std::uint64_t saturatedProduct(std::uint64_t a, std::uint64_t b) {
                                                 : product;
 }
 
-std::optional<std::string> resolved(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> text(::realpath(path.c_str(), nullptr),
-                                                         &std::free);
-  return text ? std::optional<std::string>(text.get()) : std::nullopt;
-}
-
 }  // namespace
 
 NSError fileError(FileAccess access, int systemError, std::string_view intention,
@@ -109,9 +100,11 @@ NSError fileError(FileAccess access, int systemError, std::string_view intention
   return NSError(NSCocoaErrorDomain, code, std::move(text));
 }
 
+ItemIdentity identityFrom(const struct ::stat& status) { return {status.st_dev, status.st_ino}; }
+
 ItemStatus itemStatusFrom(const struct ::stat& status) {
   return {static_cast<std::uint64_t>(status.st_size), fileTimeFrom(status.st_mtim),
-          itemKindFrom(status.st_mode)};
+          itemKindFrom(status.st_mode), identityFrom(status)};
 }
 
 Status readVolumeSpace(const std::string& path, VolumeSpace& space) {
@@ -140,36 +133,6 @@ Status readItemStatus(const std::string& path, ItemStatus& status) {
   }
   status = itemStatusFrom(item);
   return Status::success();
-}
-
-std::optional<std::string> canonicalPathOfItem(const std::string& path) {
-  if (!isUsablePath(path)) {
-    return std::nullopt;
-  }
-  const std::size_t end = path.find_last_not_of('/');
-  if (end == std::string::npos) {
-    return "/";
-  }
-  const std::size_t slash = path.find_last_of('/', end);
-  const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1,
-                                       slash == std::string::npos ? end + 1 : end - slash);
-  if (name == "." || name == "..") {
-    return resolved(path);
-  }
-  std::optional<std::string> folder =
-      resolved(slash == std::string::npos ? "." : path.substr(0, slash + 1));
-  if (folder) {
-    if (folder->back() != '/') *folder += '/';
-    *folder += name;
-  }
-  return folder;
-}
-
-bool isSameOrBelow(std::string_view path, std::string_view folder) {
-  if (folder == "/") {
-    return true;
-  }
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 }  // namespace vx

@@ -19,11 +19,19 @@ using FileTime = std::chrono::sys_time<std::chrono::nanoseconds>;
 
 enum class ItemKind : std::uint8_t { regular, folder, symbolicLink, other };
 
+/// Which item is meant: the same for every path that leads to it, however it is spelled.
+struct ItemIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  friend bool operator==(const ItemIdentity&, const ItemIdentity&) = default;
+};
+
 /// One entry of a folder; of a symbolic link, the link itself.
 struct ItemStatus {
   std::uint64_t sizeBytes = 0;
   FileTime modificationTime{};  // the nearest end of the range for times that it cannot hold
   ItemKind kind = ItemKind::other;
+  ItemIdentity identity;
 };
 
 struct VolumeSpace {
@@ -39,6 +47,7 @@ enum class FileAccess : std::uint8_t { read, write };
 NSError fileError(FileAccess access, int systemError, std::string_view intention,
                   std::string_view path);
 
+ItemIdentity identityFrom(const struct ::stat& status);
 ItemStatus itemStatusFrom(const struct ::stat& status);
 
 /// One query of the file system, and no allocation unless it fails.
@@ -51,12 +60,5 @@ Status readItemStatus(const std::string& path, ItemStatus& status);
 inline bool isUsablePath(std::string_view path) {
   return !path.empty() && path.find('\0') == std::string_view::npos;
 }
-
-/// `path` with every link and `..` before its last component resolved; the last component is kept,
-/// link or not, unless it is `.` or `..`. Absent when the folder that it lies in is not there.
-std::optional<std::string> canonicalPathOfItem(const std::string& path);
-
-/// Whether canonical `path` is canonical `folder` or lies below it.
-bool isSameOrBelow(std::string_view path, std::string_view folder);
 
 }  // namespace vx

@@ -1,109 +1,41 @@
 #include "platform/foundation/folder.h"
 
-#include <dirent.h>
+#include "platform/foundation/folder_chain.h"
+#include "platform/foundation/folder_entries.h"
+
 #include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <memory>
 #include <string_view>
 
 namespace vx {
 namespace {
 
-// Folders nested deeper than this are not removed: each level holds a descriptor and stack space.
-constexpr int kMaximumDepth = 1000;
-// Some file systems skip entries of a folder that shrinks while it is read, so it is read again.
-constexpr int kMaximumPasses = 8;
-constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// Folders nested deeper than this are entries without contents: their paths grow with every level.
+constexpr std::size_t kMaximumListedDepth = 1000;
 
-struct CloseDirectory {
-  void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
-
-Directory openDirectory(int parent, const char* path, int flags) {
-  FileDescriptor descriptor(::openat(parent, path, flags));
-  if (!descriptor.valid()) {
-    return nullptr;
-  }
-  Directory directory(::fdopendir(descriptor.get()));
-  if (directory) {
-    // The stream owns the descriptor from here on.
-    (void)descriptor.release();
-  }
-  return directory;
-}
-
-/// The next entry that is neither the folder nor its parent; null at the end and on an error.
-const dirent* nextEntry(DIR* directory) {
-  while (const dirent* entry = ::readdir(directory)) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") {
-      return entry;
+/// Adds what the chain's last folder holds, each path beginning with `front`, and answers the
+/// folders among it.
+std::vector<std::string> list(const FolderChain& chain, const std::string& front,
+                              std::vector<std::string>& subpaths) {
+  std::vector<std::string> folders;
+  for (FolderEntry& entry : entriesOfFolder(chain.current())) {
+    subpaths.push_back(front + entry.name);
+    if (entry.isFolder && chain.depth() < kMaximumListedDepth) {
+      folders.push_back(std::move(entry.name));
     }
   }
-  return nullptr;
+  return folders;
 }
 
-bool isFolder(DIR* directory, const dirent* entry) {
-  if (entry->d_type != DT_UNKNOWN) {
-    return entry->d_type == DT_DIR;
-  }
-  struct ::stat status {};
-  return ::fstatat(::dirfd(directory), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-         S_ISDIR(status.st_mode);
-}
-
-int removeEntryAtDepth(int parent, const char* name, int depth);
-
-/// Removes what `directory` holds. Sets `removedAny` when at least one entry went.
-int removeContents(DIR* directory, int depth, bool& removedAny) {
-  while (const dirent* entry = nextEntry(directory)) {
-    const int failure = removeEntryAtDepth(::dirfd(directory), entry->d_name, depth + 1);
-    if (failure != 0 && failure != ENOENT) {
-      return failure;
-    }
-    removedAny = true;
-  }
-  return 0;
-}
-
-int removeFolder(int parent, const char* name, int depth) {
-  if (depth > kMaximumDepth) {
-    return ENAMETOOLONG;
-  }
-  const Directory directory = openDirectory(parent, name, kFolderFlags);
-  if (!directory) {
-    const int failure = errno;
-    // An empty folder can be removed even when it may not be read.
-    return ::unlinkat(parent, name, AT_REMOVEDIR) == 0 ? 0 : failure;
-  }
-  for (int pass = 0;; ++pass) {
-    bool removedAny = false;
-    if (const int failure = removeContents(directory.get(), depth, removedAny); failure != 0) {
-      return failure;
-    }
-    if (::unlinkat(parent, name, AT_REMOVEDIR) == 0) {
-      return 0;
-    }
-    const int failure = errno;
-    if (!removedAny || pass == kMaximumPasses || (failure != ENOTEMPTY && failure != EEXIST)) {
-      return failure;
-    }
-    ::rewinddir(directory.get());
-  }
-}
-
-int removeEntryAtDepth(int parent, const char* name, int depth) {
-  if (::unlinkat(parent, name, 0) == 0) {
-    return 0;
-  }
-  const int failure = errno;
-  // Which error a folder gives differs between file systems, so the entry itself is asked.
-  struct ::stat status {};
-  const bool folder =
-      ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
-  return folder ? removeFolder(parent, name, depth) : failure;
+/// The path without its last component, both ending in a separator.
+void dropLastComponent(std::string& front) {
+  front.pop_back();
+  const std::size_t slash = front.find_last_of('/');
+  front.resize(slash == std::string::npos ? 0 : slash + 1);
 }
 
 /// Opens the folder that holds the last component of `subpath`, one component at a time so that no
@@ -121,14 +53,36 @@ FileDescriptor openParent(int root, std::string_view subpath, std::string& name)
       return folder;
     }
     subpath.remove_prefix(slash + 1);
-    folder = FileDescriptor(::openat(folder.get(), name.c_str(), kFolderFlags | O_PATH));
+    folder = FileDescriptor(
+        ::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   }
   return folder;
 }
 
-}  // namespace
+/// The same item in one step, where the system can promise that no link is followed.
+bool readStatusAtOnce(int root, const std::string& subpath, struct ::stat& status) {
+  ::open_how how{};
+  how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+  const FileDescriptor item(
+      static_cast<int>(::syscall(SYS_openat2, root, subpath.c_str(), &how, sizeof how)));
+  return item.valid() && ::fstat(item.get(), &status) == 0;
+}
 
-int removeEntry(int parent, const char* name) { return removeEntryAtDepth(parent, name, 0); }
+bool readStatus(int root, const std::string& subpath, struct ::stat& status) {
+  const bool isBelowFolder = subpath.find('/') != std::string::npos;
+  if (isBelowFolder && readStatusAtOnce(root, subpath, status)) {
+    return true;
+  }
+  if (!isBelowFolder) {
+    return ::fstatat(root, subpath.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  }
+  std::string name;
+  const FileDescriptor parent = openParent(root, subpath, name);
+  return parent.valid() && ::fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+}  // namespace
 
 std::optional<Folder> Folder::open(const std::string& path) {
   if (!isUsablePath(path)) {
@@ -139,25 +93,34 @@ std::optional<Folder> Folder::open(const std::string& path) {
 }
 
 std::vector<std::string> Folder::subpaths() const {
-  std::vector<std::string> entries;
-  std::vector<std::string> folders{"."};  // grows while it is walked
-  for (std::size_t i = 0; i < folders.size(); ++i) {
-    const Directory directory = openDirectory(_descriptor.get(), folders[i].c_str(), kFolderFlags);
-    const std::string front = i == 0 ? "" : folders[i] + '/';
-    while (const dirent* entry = directory ? nextEntry(directory.get()) : nullptr) {
-      entries.push_back(front + entry->d_name);
-      if (isFolder(directory.get(), entry)) {
-        folders.push_back(entries.back());
+  std::vector<std::string> subpaths;
+  FolderChain chain(FileDescriptor(::fcntl(_descriptor.get(), F_DUPFD_CLOEXEC, 0)));
+  if (!chain.valid()) {
+    return subpaths;
+  }
+  std::string front;  // the path of the chain's last folder, with a closing separator
+  std::vector<std::vector<std::string>> folders{list(chain, front, subpaths)};  // still to enter
+  for (;;) {
+    if (folders.back().empty()) {
+      folders.pop_back();
+      if (folders.empty() || chain.ascend() != 0) {
+        return subpaths;
       }
+      dropLastComponent(front);
+      continue;
+    }
+    const std::string name = std::move(folders.back().back());
+    folders.back().pop_back();
+    if (chain.descend(name.c_str()) == 0) {
+      front.append(name).append("/");
+      folders.push_back(list(chain, front, subpaths));
     }
   }
-  return entries;
 }
 
 std::optional<ItemStatus> Folder::statusOfItem(const std::string& subpath) const {
   struct ::stat status {};
-  if (!isUsablePath(subpath) ||
-      ::fstatat(_descriptor.get(), subpath.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+  if (!isUsablePath(subpath) || !readStatus(_descriptor.get(), subpath, status)) {
     return std::nullopt;
   }
   return itemStatusFrom(status);
@@ -172,6 +135,22 @@ Status Folder::removeItem(const std::string& subpath) const {
   }
   return failure == 0 ? Status::success()
                       : Status(fileError(FileAccess::write, failure, "removed", subpath));
+}
+
+std::vector<ItemIdentity> identitiesUpwards(const std::string& folder) {
+  std::vector<ItemIdentity> identities;
+  constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  FileDescriptor level(isUsablePath(folder) ? ::open(folder.c_str(), kFlags) : -1);
+  struct ::stat status {};
+  while (level.valid() && ::fstat(level.get(), &status) == 0) {
+    const ItemIdentity identity = identityFrom(status);
+    if (!identities.empty() && identities.back() == identity) {
+      break;  // the root lies in itself
+    }
+    identities.push_back(identity);
+    level = FileDescriptor(::openat(level.get(), "..", kFlags));
+  }
+  return identities;
 }
 
 }  // namespace vx

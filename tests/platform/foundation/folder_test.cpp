@@ -1,9 +1,17 @@
 #include "platform/foundation/folder.h"
 
+#include "platform/foundation/folder_chain.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 
@@ -55,19 +63,108 @@ TEST(Folder, RemovesAnItemInASubfolder) {
   EXPECT_TRUE(folder.has("a/b"));
 }
 
-// A chain of folders whose whole path the system could not take at once.
-TEST(Folder, RemovesAndListsFoldersNestedBeyondTheLongestPath) {
-  const TemporaryFolder folder;
-  const std::string name(200, 'd');
+constexpr int kNameBytes = 200;
+
+/// Nests so many folders that their whole path is longer than the system takes at once, with a
+/// file of 7 bytes in the last.
+void makeDeepFolders(const TemporaryFolder& folder, int levels) {
+  const std::string name(kNameBytes, 'd');
   FileDescriptor level(::open(folder.path().c_str(), O_PATH | O_CLOEXEC));
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < levels; ++i) {
     ASSERT_EQ(::mkdirat(level.get(), name.c_str(), 0700), 0);
     level = FileDescriptor(::openat(level.get(), name.c_str(), O_PATH | O_CLOEXEC));
   }
+  const FileDescriptor file(::openat(level.get(), "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(::write(file.get(), "content", 7), 7);
+}
+
+TEST(Folder, ListsMeasuresAndRemovesBeyondTheLongestPath) {
+  const TemporaryFolder folder;
+  makeDeepFolders(folder, 40);
   const std::optional<Folder> open = Folder::open(folder.path());
-  EXPECT_GE(open->subpaths().size(), 15U);
-  EXPECT_TRUE(open->removeItem(name).ok());
-  EXPECT_FALSE(folder.has(name));
+  const std::vector<std::string> subpaths = open->subpaths();
+  ASSERT_EQ(subpaths.size(), 41U);
+  EXPECT_EQ(subpaths.back().size(), 40U * (kNameBytes + 1) + 4);
+  ASSERT_TRUE(open->statusOfItem(subpaths.back()));
+  EXPECT_EQ(open->statusOfItem(subpaths.back())->sizeBytes, 7U);
+  EXPECT_EQ(open->statusOfItem(subpaths[30])->kind, ItemKind::folder);
+  EXPECT_TRUE(open->removeItem(subpaths.back()).ok());
+  EXPECT_EQ(open->subpaths().size(), 40U);
+  EXPECT_TRUE(open->removeItem(subpaths.front()).ok());
+  EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+/// Leaves the process so few descriptors while it lives.
+class ScopedDescriptorLimit {
+ public:
+  explicit ScopedDescriptorLimit(rlim_t limit) {
+    ::getrlimit(RLIMIT_NOFILE, &_before);
+    const rlimit lowered{limit, _before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &lowered);
+  }
+  ~ScopedDescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &_before); }
+
+ private:
+  rlimit _before{};
+};
+
+TEST(Folder, ListsAndRemovesDeepFoldersWithFewDescriptors) {
+  const TemporaryFolder folder;
+  makeDeepFolders(folder, 500);
+  const ScopedDescriptorLimit limit(FolderChain::kMaximumOpen + 32);
+  const std::optional<Folder> open = Folder::open(folder.path());
+  ASSERT_EQ(open->subpaths().size(), 501U);
+  EXPECT_TRUE(open->removeItem(std::string(kNameBytes, 'd')).ok());
+  EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST(Folder, ListsSiblingsOfDeepFoldersUnderTheirOwnPaths) {
+  const TemporaryFolder folder;
+  for (const char* each : {"a/b/c", "a/b/d/e", "f"}) folder.makeFolder(each);
+  std::vector<std::string> subpaths = Folder::open(folder.path())->subpaths();
+  std::sort(subpaths.begin(), subpaths.end());
+  EXPECT_EQ(subpaths, (std::vector<std::string>{"a", "a/b", "a/b/c", "a/b/d", "a/b/d/e", "f"}));
+}
+
+TEST(Folder, DoesNotMeasureBehindALinkInThePath) {
+  const TemporaryFolder folder;
+  folder.makeFolder("a/sub");
+  folder.makeFolder("elsewhere");
+  folder.makeFile("elsewhere/file", 5);
+  fs::create_directory_symlink(folder / "elsewhere", folder / "a/link");
+  fs::create_symlink("nowhere", folder / "a/sub/link");
+  const std::optional<Folder> open = Folder::open(folder / "a");
+  EXPECT_FALSE(open->statusOfItem("link/file"));
+  ASSERT_TRUE(open->statusOfItem("sub/link"));
+  EXPECT_EQ(open->statusOfItem("sub/link")->kind, ItemKind::symbolicLink);
+}
+
+TEST(Folder, LeavesWhatIsMountedInAFolderThatItRemoves) {
+  const TemporaryFolder folder;
+  folder.makeFolder("a/mount");
+  if (::mount("none", (folder / "a/mount").c_str(), "tmpfs", 0, "size=64k") != 0) {
+    GTEST_SKIP() << "nothing can be mounted here (needs root)";
+  }
+  folder.makeFile("a/mount/file");
+  const std::optional<Folder> open = Folder::open(folder.path());
+  EXPECT_FALSE(open->removeItem("a/mount").ok());
+  EXPECT_FALSE(open->removeItem("a").ok());
+  EXPECT_TRUE(folder.has("a/mount/file"));
+  EXPECT_EQ(::umount((folder / "a/mount").c_str()), 0);
+}
+
+TEST(Folder, LeavesAFolderOfTheSameVolumeThatIsMountedInOneThatItRemoves) {
+  const TemporaryFolder folder;
+  folder.makeFolder("a/mount");
+  folder.makeFolder("elsewhere");
+  folder.makeFile("elsewhere/file");
+  if (::mount((folder / "elsewhere").c_str(), (folder / "a/mount").c_str(), nullptr, MS_BIND,
+              nullptr) != 0) {
+    GTEST_SKIP() << "nothing can be mounted here (needs root)";
+  }
+  EXPECT_FALSE(Folder::open(folder.path())->removeItem("a").ok());
+  EXPECT_TRUE(folder.has("elsewhere/file"));
+  EXPECT_EQ(::umount((folder / "a/mount").c_str()), 0);
 }
 
 TEST(Folder, RemovesAnEmptyFolderThatMayNotBeRead) {
@@ -97,29 +194,39 @@ TEST(ItemStatus, KeepsNanosecondsAndTheNearestEndOfTheRange) {
   EXPECT_EQ(itemStatusFrom(status).modificationTime, FileTime::min());
 }
 
-TEST(CanonicalPath, ResolvesAllButTheLastComponent) {
+TEST(IdentitiesUpwards, AreTheFoldersAroundWhateverTheSpelling) {
   const TemporaryFolder folder;
-  const std::string real = fs::canonical(folder.path());
   folder.makeFolder("a/b");
+  folder.makeFile("file");
   fs::create_directory_symlink(folder / "a/b", folder / "link");
-  EXPECT_EQ(canonicalPathOfItem(folder / "link/../x"), real + "/a/x");
-  EXPECT_EQ(canonicalPathOfItem(folder / "link"), real + "/link");
-  EXPECT_EQ(canonicalPathOfItem(folder / "link/."), real + "/a/b");
-  EXPECT_EQ(canonicalPathOfItem(folder / "link/.."), real + "/a");
-  EXPECT_EQ(canonicalPathOfItem(folder / "a//"), real + "/a");
-  EXPECT_EQ(canonicalPathOfItem("/x"), "/x");
-  EXPECT_EQ(canonicalPathOfItem("//"), "/");
-  EXPECT_EQ(canonicalPathOfItem("x"), fs::current_path().string() + "/x");
-  EXPECT_EQ(canonicalPathOfItem(folder / "none/x"), std::nullopt);
-  EXPECT_EQ(canonicalPathOfItem(""), std::nullopt);
+  const std::vector<ItemIdentity> identities = identitiesUpwards(folder / "a/b");
+  ASSERT_GE(identities.size(), 4U);
+  ItemStatus status;
+  ASSERT_TRUE(readItemStatus(folder / "a", status).ok());
+  EXPECT_EQ(identities[1], status.identity);
+  ASSERT_TRUE(readItemStatus("/", status).ok());
+  EXPECT_EQ(identities.back(), status.identity);
+  EXPECT_EQ(identitiesUpwards(folder / "link"), identities);
+  EXPECT_EQ(identitiesUpwards(folder / "link/../b/"), identities);
+  EXPECT_EQ(identitiesUpwards(folder / "file"), std::vector<ItemIdentity>{});
+  EXPECT_EQ(identitiesUpwards(folder / "none"), std::vector<ItemIdentity>{});
+  EXPECT_EQ(identitiesUpwards(""), std::vector<ItemIdentity>{});
 }
 
-TEST(CanonicalPath, LiesBelowWholeComponentsOnly) {
-  EXPECT_TRUE(isSameOrBelow("/a/b", "/a"));
-  EXPECT_TRUE(isSameOrBelow("/a", "/a"));
-  EXPECT_TRUE(isSameOrBelow("/a", "/"));
-  EXPECT_FALSE(isSameOrBelow("/ab", "/a"));
-  EXPECT_FALSE(isSameOrBelow("/a", "/a/b"));
+TEST(FolderChain, DoesNotClimbOutOfAFolderThatWasMoved) {
+  const TemporaryFolder folder;
+  folder.makeFolder("other");
+  folder.makeFolder("top");
+  std::string path = "top";
+  for (std::size_t i = 0; i < FolderChain::kMaximumOpen + 2; ++i) path += "/d";
+  folder.makeFolder(path);
+  FolderChain chain(FileDescriptor(::open((folder / "top").c_str(), O_PATH | O_CLOEXEC)));
+  while (chain.depth() < FolderChain::kMaximumOpen + 2) ASSERT_EQ(chain.descend("d"), 0);
+  fs::rename(folder / "top/d/d", folder / "other/d");
+  int failure = 0;
+  while (failure == 0 && chain.depth() > 0) failure = chain.ascend();
+  EXPECT_EQ(failure, ESTALE);
+  EXPECT_EQ(chain.depth(), 2U);
 }
 
 }  // namespace

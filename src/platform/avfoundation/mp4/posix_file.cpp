@@ -159,6 +159,8 @@ class PosixFile final : public OutputFile {
 }  // namespace
 
 Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out) {
+  // The system would cut the path at a zero byte and create another file than was asked for.
+  if (path.find('\0') != std::string::npos) return creationError(EINVAL, path);
   int value = -1;
   do {
     value = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
