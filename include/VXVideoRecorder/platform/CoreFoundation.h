@@ -20,11 +20,11 @@ struct CFAllocator;
 using CFAllocatorRef = const CFAllocator*;
 inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
 
-/// Takes one more reference and returns `object`. Thread: any. Null is not allowed.
+/// Takes one more reference and returns `object`; null does nothing. Thread: any.
 CFTypeRef CFRetain(CFTypeRef object);
-/// Gives one reference back; the last one destroys the object. Thread: any. Null is not allowed.
+/// Gives one reference back; the last one destroys the object; null does nothing. Thread: any.
 void CFRelease(CFTypeRef object);
-/// The number of references now held. Thread: any; for tests and debugging.
+/// The number of references now held, 0 for null. Thread: any; for tests and debugging.
 std::intptr_t CFGetRetainCount(CFTypeRef object);
 
 enum CFNumberType {

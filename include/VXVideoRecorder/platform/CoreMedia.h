@@ -187,6 +187,8 @@ inline constexpr OSStatus kCMSampleBufferError_InvalidMediaFormat = -12743;
 
 /// A sample buffer around one picture. It keeps its own reference to the picture and to
 /// `formatDescription`.
+/// Errors: `kCMSampleBufferError_InvalidMediaFormat` when the description is not one of a picture of
+/// this size and pixel format.
 OSStatus CMSampleBufferCreateReadyWithImageBuffer(CFAllocatorRef allocator,
                                                   CVImageBufferRef imageBuffer,
                                                   CMVideoFormatDescriptionRef formatDescription,
@@ -266,6 +268,7 @@ inline constexpr std::string_view kCMSampleBufferAttachmentKey_TrimDurationAtSta
     "TrimDurationAtStart";
 
 /// Attaches a value to the sample buffer, in place of one under the same key.
+/// Errors: when memory is short the value is not attached, as `CMGetAttachment` tells.
 void CMSetAttachment(CMSampleBufferRef target, std::string_view key, Object value,
                      CMAttachmentMode mode);
 /// The value under `key`, or null; `modeOut` may be null. Valid until the attachment changes.

@@ -1,6 +1,7 @@
 #include "platform/coremedia/sample_buffer.h"
 
 #include <algorithm>
+#include <new>
 
 namespace vx {
 
@@ -21,7 +22,11 @@ void CMSetAttachment(CMSampleBufferRef target, std::string_view key, Object valu
     found->value = std::move(value);
     found->mode = mode;
   } else {
-    target->attachments.push_back({std::string(key), std::move(value), mode});
+    try {
+      target->attachments.push_back({std::string(key), std::move(value), mode});
+    } catch (const std::bad_alloc&) {
+      // An attachment is a wish; the sample goes on without it.
+    }
   }
 }
 

@@ -1,10 +1,12 @@
 #include "platform/coremedia/sample_buffer.h"
 
+#include "VXVideoRecorder/platform/CoreVideo.h"
 #include "platform/coremedia/block_buffer.h"
 #include "platform/coremedia/time_math.h"
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace vx {
 
@@ -12,6 +14,15 @@ namespace {
 
 bool isEntryCountAllowed(CMItemCount entries, CMItemCount samples) {
   return entries == 0 || entries == 1 || entries == samples;
+}
+
+bool describes(CMFormatDescriptionRef description, CVImageBufferRef image) {
+  const CMVideoDimensions dimensions = CMVideoFormatDescriptionGetDimensions(description);
+  return CMFormatDescriptionGetMediaType(description) == kCMMediaType_Video &&
+         CMFormatDescriptionGetMediaSubType(description) ==
+             CVPixelBufferGetPixelFormatType(image) &&
+         std::cmp_equal(dimensions.width, CVPixelBufferGetWidth(image)) &&
+         std::cmp_equal(dimensions.height, CVPixelBufferGetHeight(image));
 }
 
 bool isInRange(CMSampleBufferRef sampleBuffer, CMItemCount index) {
@@ -92,7 +103,7 @@ OSStatus CMSampleBufferCreateReadyWithImageBuffer(CFAllocatorRef, CVImageBufferR
   if (!imageBuffer || !formatDescription || !sampleTiming) {
     return kCMSampleBufferError_RequiredParameterMissing;
   }
-  if (CMFormatDescriptionGetMediaType(formatDescription) != kCMMediaType_Video) {
+  if (!describes(formatDescription, imageBuffer)) {
     return kCMSampleBufferError_InvalidMediaFormat;
   }
   try {

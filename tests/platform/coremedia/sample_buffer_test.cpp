@@ -207,6 +207,35 @@ TEST(SampleBuffer, AroundAPictureRefusesMissingParameters) {
             kCMSampleBufferError_InvalidMediaFormat);
 }
 
+TEST(SampleBuffer, AroundAPictureRefusesTheDescriptionOfAnother) {
+  const auto image = picture();
+  const CMSampleTimingInfo time = timing(40, 80);
+  const std::size_t width = CVPixelBufferGetWidth(image.get());
+  const std::size_t height = CVPixelBufferGetHeight(image.get());
+  const OSType format = CVPixelBufferGetPixelFormatType(image.get());
+  struct Other {
+    std::size_t width, height;
+    OSType format;
+  };
+  for (const Other& each : {Other{width + 2, height, format}, Other{width, height + 2, format},
+                            Other{width, height,
+                                  format == kCVPixelFormatType_24RGB ? kCVPixelFormatType_32BGRA
+                                                                     : kCVPixelFormatType_24RGB}}) {
+    CVPixelBufferRef other = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, each.width, each.height, each.format, nullptr, &other),
+              kCVReturnSuccess);
+    FormatDescription description;
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, other, description.out()),
+              noErr);
+    SampleBuffer sample;
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image.get(), description.get(),
+                                                       &time, sample.out()),
+              kCMSampleBufferError_InvalidMediaFormat);
+    EXPECT_EQ(sample.get(), nullptr);
+    CFRelease(other);
+  }
+}
+
 TEST(SampleBuffer, OneTimingEntryServesAllSamples) {
   const SampleBuffer sample = Creation{.samples = 512}.made();
   CMSampleTimingInfo last{};

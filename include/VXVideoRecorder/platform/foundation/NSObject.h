@@ -65,6 +65,7 @@ class NSNumber {
   std::uint64_t unsignedLongLongValue() const;
   double doubleValue() const;
   /// Decimal text: "1" and "0" for booleans, the shortest text that reads back for floating point.
+  /// A `float` counts as the `double` of the same value: 3.9f gives "3.9000000953674316".
   std::string stringValue() const;
 
   /// Equal in value, whatever the kind: NSNumber(1) equals NSNumber(1.0) and NSNumber(true). The
