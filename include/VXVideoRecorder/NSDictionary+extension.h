@@ -13,10 +13,12 @@
 
 namespace vx {
 
-/// The dictionary as JSON text; "{}" when it cannot be written (a text that is not valid UTF-8,
-/// nesting beyond `NSJSONSerialization::kMaximumDepth`). `pretty` indents over several lines.
-/// Errors: raises `NSInvalidArgumentException` for values that JSON does not have (data, dates,
-/// not-a-number, infinity), as `NSJSONSerialization` does; ask its `isValidJSONObject` before.
+/// The dictionary as JSON text; "{}" when the serialiser gives no data, that is for a text that is
+/// not valid UTF-8 and for nesting beyond `NSJSONSerialization::kMaximumDepth`. `pretty` indents
+/// over several lines.
+/// Errors: values that JSON does not have (data, dates, not-a-number, infinity), at any depth, do
+/// not give "{}": the serialiser raises `NSInvalidArgumentException` for them, and that passes to
+/// the caller. Ask `NSJSONSerialization::isValidJSONObject` before when they may occur.
 std::string jsonStringWithPrettyPrint(const NSDictionary& dictionary, bool pretty);
 /// The same as UTF-8 data; absent when it cannot be written.
 std::optional<NSData> jsonDataWithPrettyPrint(const NSDictionary& dictionary, bool pretty);

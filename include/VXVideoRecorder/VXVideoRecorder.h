@@ -134,10 +134,12 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   ///
   /// Whatever stands at that path is deleted then, a folder with all its contents too; a host that
   /// keeps its recordings gives each one a name of its own. That holds for a file that another
-  /// recorder is still writing: it disappears, and that recorder's file ends as failed. A program
-  /// that has the old file open keeps reading it. Only the recordings folder itself, and folders
-  /// around it, are never deleted: a name that means one of them ("", "..") cannot be recorded to.
-  /// Folders within the name ("monday/1.mp4") must exist.
+  /// recorder is still writing: it disappears, and that recorder ends as failed once its file has
+  /// no name left (a hard link elsewhere keeps it whole, and done). A program that has the old file
+  /// open keeps reading it. Only the recordings folder itself, and folders around it, are never
+  /// deleted: a name that leads to one of them ("", "..", a link) cannot be recorded to, nor can a
+  /// name or folder with a zero byte; each frame tries anew. What is mounted in a folder that
+  /// stands in the way is not deleted either. Folders within the name ("monday/1.mp4") must exist.
   const std::optional<std::string>& filename() const { return _filename; }
   void setFilename(std::optional<std::string> filename) { _filename = std::move(filename); }
   /// Kept for the host; the recorder does not read it.

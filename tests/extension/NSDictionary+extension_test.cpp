@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <limits>
+
 using namespace vx;
 
 namespace {
@@ -243,9 +246,20 @@ TEST(JSONString, IsTwoBracesWhenTheDictionaryCannotBeWritten) {
 }
 
 TEST(JSONString, RaisesForValuesThatJSONDoesNotHave) {
-  const NSDictionary dictionary{{"a", NSData()}};
-  EXPECT_THROW(jsonStringWithPrettyPrint(dictionary, false), NSException);
-  EXPECT_THROW((void)jsonDataWithPrettyPrint(dictionary, true), NSException);
+  using Limits = std::numeric_limits<double>;
+  for (const Object& value : std::initializer_list<Object>{
+           NSData(), NSDate{}, Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity()}) {
+    for (const NSDictionary& dictionary :
+         {NSDictionary{{"a", value}}, NSDictionary{{"a", NSArray{NSDictionary{{"b", value}}}}}}) {
+      try {
+        jsonStringWithPrettyPrint(dictionary, false);
+        ADD_FAILURE() << value.description() << " was written";
+      } catch (const NSException& exception) {
+        EXPECT_EQ(exception.name(), NSInvalidArgumentException);
+      }
+      EXPECT_THROW((void)jsonDataWithPrettyPrint(dictionary, true), NSException);
+    }
+  }
 }
 
 TEST(JSONData, IsTheTextInUTF8) {

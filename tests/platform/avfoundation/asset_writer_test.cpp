@@ -69,6 +69,18 @@ TEST_F(AssetWriter, WritesOnlyMPEG4) {
   EXPECT_EQ(error->code(), AVErrorFileFormatNotRecognized);
 }
 
+TEST_F(AssetWriter, RefusesAPathThatTheSystemWouldCut) {
+  std::optional<NSError> error;
+  const NSURL url = NSURL::fileURLWithPath(path + std::string("\0.mp4", 5));
+  EXPECT_EQ(AVAssetWriter::initWithURL(url, AVFileTypeMPEG4, &error), nullptr);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->domain(), AVFoundationErrorDomain);
+}
+
+TEST_F(AssetWriter, TellsWhereItWrites) {
+  EXPECT_EQ(writer->outputURL(), NSURL::fileURLWithPath(path));
+}
+
 TEST_F(AssetWriter, CreatesNothingBeforeTheStart) {
   writer->addInput(input);
   EXPECT_FALSE(std::filesystem::exists(path));

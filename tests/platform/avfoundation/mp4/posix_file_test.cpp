@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 
 namespace vx::mp4::test {
@@ -36,6 +37,14 @@ TEST(CreatePosixFile, NeverReplacesAFile) {
   EXPECT_EQ(error.domain(), AVFoundationErrorDomain);
   EXPECT_EQ(error.code(), AVErrorFileAlreadyExists);
   EXPECT_EQ(readWholeFile(folder.file("a.mp4")).size(), 8u);
+}
+
+TEST(CreatePosixFile, RefusesAPathThatTheSystemWouldCut) {
+  TemporaryFolder folder;
+  const std::string cut = folder.file("a.mp4");
+  std::unique_ptr<OutputFile> file;
+  EXPECT_FALSE(createPosixFile(cut + std::string("\0b", 2), file).ok());
+  EXPECT_FALSE(std::filesystem::exists(cut));
 }
 
 TEST(CreatePosixFile, SaysThatAFolderHasTheName) {
