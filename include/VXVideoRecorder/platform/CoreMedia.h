@@ -187,8 +187,8 @@ inline constexpr OSStatus kCMSampleBufferError_InvalidMediaFormat = -12743;
 
 /// A sample buffer around one picture. It keeps its own reference to the picture and to
 /// `formatDescription`.
-/// Errors: `kCMSampleBufferError_InvalidMediaFormat` when the description is not one of a picture of
-/// this size and pixel format.
+/// Errors: `kCMSampleBufferError_InvalidMediaFormat` when the description is not one of a picture
+/// of this size and pixel format.
 OSStatus CMSampleBufferCreateReadyWithImageBuffer(CFAllocatorRef allocator,
                                                   CVImageBufferRef imageBuffer,
                                                   CMVideoFormatDescriptionRef formatDescription,
