@@ -205,20 +205,4 @@ TEST_F(Lifetime, WriterThatFailsIsAnnouncedAsFailed) {
   EXPECT_EQ(countOf(line(" Record Display_1.mp4 - failed")), 1);
 }
 
-TEST_F(Lifetime, FullQueueDropsWithItsLineAndRecovers) {
-  // Larger frames than the encoder can take in as fast as they are pushed.
-  const vx::NSDictionary frame = FrameBuilder().at(0).size(1920, 1080).build();
-  const std::string refused =
-      line(" appendVideoSample - sample not appended; readyForMoreMediaData = 0, status = 1");
-  for (int i = 0; i < 500 && countOf(refused) == 0; ++i) {
-    recorder->appendVideoSample(frame);
-  }
-  EXPECT_GT(countOf(refused), 0);
-  ASSERT_TRUE(
-      recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
-  const int refusals = countOf(refused);
-  recorder->appendVideoSample(frame);
-  EXPECT_EQ(countOf(refused), refusals);
-}
-
 }  // namespace
