@@ -1,4 +1,5 @@
-// Plays recordings in headless Chromium and reads back size, length, frame numbers and colours.
+// Plays recordings in headless Chromium and reads back size, length, frame numbers, colours and
+// where the sound lies in the pictures' time.
 // usage: node browser.mjs PATH_OF_VXRECORD
 import { spawn, spawnSync } from 'node:child_process';
 import { createServer } from 'node:http';
@@ -12,6 +13,7 @@ const vxrecord = process.argv[2];
 const folder = mkdtempSync(join(tmpdir(), 'vxbrowser-'));
 const boundMs = 120000;
 const tolerance = 2;
+const togetherSeconds = 0.010;
 let failures = 0;
 
 function check(condition, what) {
@@ -31,9 +33,10 @@ function record(name, ...options) {
 }
 
 /// Kills a live recording as soon as its progress shows three seconds.
-async function recordAndKill(name, input) {
+async function recordAndKill(name, input, ...options) {
   const log = join(folder, `${name}.log`);
-  const child = spawn(vxrecord, ['--storage-path', folder, '--filename', name, '--realtime', input],
+  const child = spawn(vxrecord, ['--storage-path', folder, '--filename', name, '--realtime',
+                                 ...options, input],
                       { stdio: ['ignore', 'ignore', openSync(log, 'w')] });
   const end = Date.now() + boundMs;
   while (!readFileSync(log, 'utf8').includes('00:00:03.')) {
@@ -50,38 +53,7 @@ async function recordAndKill(name, input) {
 
 // ---- a server with byte ranges, which seeking needs ------------------------------------------
 
-const page = `<!doctype html><meta charset="utf-8"><video id="video" muted></video><script>
-const video = document.getElementById('video');
-const once = (name) => new Promise((resolve, reject) => {
-  video.addEventListener(name, resolve, { once: true });
-  video.addEventListener('error', () => reject(new Error(video.error.message)), { once: true });
-});
-async function load(url) {
-  const loaded = once('loadeddata');
-  video.src = url;
-  await loaded;
-  return { width: video.videoWidth, height: video.videoHeight, seconds: video.duration };
-}
-async function pixelsAt(seconds, points) {
-  if (video.currentTime !== seconds) {
-    const seeked = once('seeked');
-    video.currentTime = seconds;
-    await seeked;
-  }
-  const canvas = new OffscreenCanvas(video.videoWidth, video.videoHeight);
-  const context = canvas.getContext('2d', { willReadFrequently: true });
-  context.drawImage(video, 0, 0);
-  return points.map(([x, y]) => [...context.getImageData(x, y, 1, 1).data].slice(0, 3));
-}
-async function playToTheEnd() {
-  video.currentTime = 0;
-  video.playbackRate = 4;
-  const ended = once('ended');
-  await video.play();
-  await ended;
-  return video.getVideoPlaybackQuality().totalVideoFrames;
-}
-</script>`;
+const page = readFileSync(new URL('page.html', import.meta.url));
 
 const server = createServer((request, response) => {
   const file = join(folder, decodeURIComponent(request.url.slice(1)));
@@ -132,7 +104,17 @@ function numberOf(blocks) {
   return bits[0] === 1 && bits[1] === 0 ? bits.slice(2).reduce((n, bit) => n * 2 + bit, 0) : -1;
 }
 
+/// The flash that goes with each beep.
+const flashPoint = (width, height) => [Math.floor(width / 2), height - Math.floor(height / 8)];
+const flashSeconds = 0.1;
+
 const difference = (a, b) => Math.max(...a.map((value, i) => Math.abs(value - b[i])));
+
+const farthest = (seconds, from) => Math.max(...seconds.map((s, i) => Math.abs(s - from[i])));
+const inMs = (seconds) => (seconds * 1000).toFixed(2);
+
+/// A flash or beep that the file's end may cut short says nothing.
+const isWhole = (start, end) => start + 2 * flashSeconds < end;
 
 /// The middle of a frame's time on the screen.
 const middleOf = (frame, rate) => (frame + 0.5) / rate;
@@ -155,6 +137,51 @@ class Player {
     const seen = await this.pixels(middleOf(15, rate), points);
     seen.forEach((color, i) => check(difference(color, bars[i]) <= tolerance,
                                      `${title}: bar ${i} is ${bars[i]} (${color})`));
+  }
+
+  decodedSound(name) {
+    return this.browser.evaluate(`decodedSound(${JSON.stringify('/' + name)})`);
+  }
+  flashTimes(width, height) {
+    return this.browser.evaluate(`flashTimes(${JSON.stringify(flashPoint(width, height))})`);
+  }
+  tonesFrom(seconds, untilSeconds) {
+    return this.browser.evaluate(`tonesFrom(${seconds}, ${untilSeconds})`);
+  }
+
+  /// Played in one go and from within each beep.
+  async checkBeeps(title, flashes, end) {
+    const intoBeep = flashSeconds / 2;
+    const played = (await this.tonesFrom(flashes[0] + intoBeep, end))
+        .filter(({ start }) => isWhole(start, end));
+    check(played.length === flashes.length,
+          `${title}: a beep is played with each flash (${played.length})`);
+    const starts = played.slice(1).map(({ start }) => start);
+    const apart = farthest(starts, flashes.slice(1));
+    check(apart <= togetherSeconds, `${title}: flash and beep start together (${inMs(apart)} ms)`);
+    const ends = [];
+    for (const flash of flashes) {
+      const tones = await this.tonesFrom(flash + intoBeep, flash + 3 * flashSeconds);
+      ends.push(tones[0]?.end ?? Infinity);
+    }
+    const late = farthest(ends, flashes.map((flash) => flash + flashSeconds));
+    check(late <= togetherSeconds,
+          `${title}: they meet wherever playing starts (${inMs(late)} ms)`);
+  }
+  async checkSound(title, name, count) {
+    const { width, height, seconds } = await this.load(name);
+    const sound = await this.decodedSound(name);
+    check(sound.channels === 2, `${title}: the sound decodes to two channels (${sound.channels})`);
+    check(Math.abs(sound.seconds - seconds) < 0.05,
+          `${title}: sound and file last ${seconds} s (${sound.seconds})`);
+    const flashes = (await this.flashTimes(width, height)).filter((t) => isWhole(t, seconds));
+    const beeps = sound.tones.map(({ start }) => start).filter((t) => isWhole(t, seconds));
+    check(flashes.length >= count && beeps.length === flashes.length,
+          `${title}: at least ${count} flashes and beeps (${flashes.length}, ${beeps.length})`);
+    const apart = farthest(beeps, flashes);
+    check(apart <= togetherSeconds,
+          `${title}: decoded at once, flash and beep start together (${inMs(apart)} ms)`);
+    await this.checkBeeps(title, flashes, seconds);
   }
 }
 
@@ -198,13 +225,36 @@ async function checkKilled(player) {
   check(await player.play() > 0, 'killed: plays to its end');
 }
 
+const soundInput = 'test:320x240@30';
+
+async function checkSound(player) {
+  record('sound.mp4', '--audio', '--duration', '4', soundInput);
+  await player.checkSound('sound', 'sound.mp4', 4);
+}
+
+/// The second pause is put in by recording the recording.
+async function checkSoundWithPauses(player) {
+  record('pause.mp4', '--audio', '--duration', '8', '--pause-at', '1.5', '--pause-for', '3.2',
+         soundInput);
+  await player.checkSound('sound, one pause', 'pause.mp4', 5);
+  record('pauses.mp4', '--audio', '--pause-at', '3.2', '--pause-for', '0.3',
+         join(folder, 'pause.mp4'));
+  await player.checkSound('sound, two pauses', 'pauses.mp4', 5);
+}
+
+async function checkSoundKilled(player) {
+  await recordAndKill('killedsound.mp4', soundInput, '--audio');
+  await player.checkSound('sound, killed', 'killedsound.mp4', 2);
+}
+
 async function main() {
   await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
   const browser = await Browser.start(join(folder, 'profile'), boundMs);
   try {
     await browser.open(`http://127.0.0.1:${server.address().port}/`);
     const player = new Player(browser);
-    for (const step of [checkPlain, checkOddSize, checkTurned, checkKilled]) {
+    for (const step of [checkPlain, checkOddSize, checkTurned, checkKilled, checkSound,
+                        checkSoundWithPauses, checkSoundKilled]) {
       await step(player).catch((error) => check(false, `${step.name}: ${error.message}`));
     }
   } finally {
