@@ -3,6 +3,7 @@
 
 #include "support/recorder_peer.h"
 #include "support/scripted_writer.h"
+#include "support/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,27 +11,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-
-/// A folder that is gone with the test.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vx-test-XXXXXX").string();
-    _path = mkdtemp(pattern.data());
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::string& path() const { return _path; }
-  std::string operator/(const std::string& name) const { return _path + "/" + name; }
-
- private:
-  std::string _path;
-};
 
 /// A frame of one grey value; the pixels live in the frame's data.
 class FrameBuilder {
