@@ -10,6 +10,7 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
+#include "platform/avfoundation/encoder/encoder_choice.h"
 #include "platform/avfoundation/mp4/recording_file.h"
 #include "platform/avfoundation/spare_buffers.h"
 #include "platform/avfoundation/video_settings.h"
@@ -46,7 +47,7 @@ struct CodedPicture {
 
 /// What the core makes its parts with; tests put their own in.
 struct WriterParts {
-  VideoEncoderFactory makeEncoder = makeX264Encoder;
+  VideoEncoderFactory makeEncoder = makePreferredEncoder;
   std::function<Status(const std::string& path, std::unique_ptr<mp4::RecordingFile>& out)>
       createFile = mp4::RecordingFile::create;
 };

@@ -1,0 +1,124 @@
+#include "platform/avfoundation/encoder/encoder_choice.h"
+
+#include "VXVideoRecorder/platform/AVFoundation.h"
+
+#include <gtest/gtest.h>
+
+namespace vx {
+namespace {
+
+/// What became of the encoders that a test made.
+struct Fate {
+  int opened = 0;
+  int coded = 0;
+};
+
+class ScriptedEncoder final : public VideoEncoder {
+ public:
+  ScriptedEncoder(Fate& fate, bool opens, bool codes) : _fate(fate), _opens(opens), _codes(codes) {
+    _sets.sps = {0x67};
+  }
+  Status open(const VideoEncoderSettings&) override {
+    _fate.opened += 1;
+    return _opens ? Status::success() : failure();
+  }
+  const ParameterSets& parameterSets() const override { return _sets; }
+  Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame, AccessUnit& unit) override {
+    _fate.coded += 1;
+    unit = {_byte, forceKeyFrame};
+    return _codes ? Status::success() : failure();
+  }
+
+ private:
+  static Status failure() { return NSError("test", 1, "no device"); }
+
+  Fate& _fate;
+  bool _opens;
+  bool _codes;
+  ParameterSets _sets;
+  std::array<std::uint8_t, 1> _byte{0x65};
+};
+
+EncoderOffer offer(const char* name, bool isHardware, Fate& fate, bool opens = true,
+                   bool codes = true) {
+  return {{name, "", isHardware, ""},
+          [&fate, opens, codes] { return std::make_unique<ScriptedEncoder>(fate, opens, codes); }};
+}
+
+Status openAutomatic(std::vector<EncoderOffer> offers) {
+  VideoEncoderSettings settings;
+  settings.width = settings.height = 16;
+  return makeAutomaticEncoder(std::move(offers))->open(settings);
+}
+
+TEST(AutomaticEncoder, HardwareThatCodesAPictureIsTakenAndOpenedAfresh) {
+  Fate software, hardware;
+  ASSERT_TRUE(openAutomatic({offer("s", false, software), offer("h", true, hardware)}).ok());
+  EXPECT_EQ(hardware.opened, 2);
+  EXPECT_EQ(hardware.coded, 1);
+  EXPECT_EQ(software.opened, 0);
+}
+
+TEST(AutomaticEncoder, HardwareThatDoesNotOpenIsPassedOver) {
+  Fate software, broken, hardware;
+  ASSERT_TRUE(openAutomatic({offer("s", false, software), offer("b", true, broken, false),
+                             offer("h", true, hardware)})
+                  .ok());
+  EXPECT_EQ(broken.opened, 1);
+  EXPECT_EQ(hardware.opened, 2);
+  EXPECT_EQ(software.opened, 0);
+}
+
+TEST(AutomaticEncoder, HardwareThatOpensButDoesNotCodeGivesWayToSoftware) {
+  Fate software, broken;
+  ASSERT_TRUE(
+      openAutomatic({offer("s", false, software), offer("b", true, broken, true, false)}).ok());
+  EXPECT_EQ(broken.coded, 1);
+  EXPECT_EQ(software.opened, 1);
+  EXPECT_EQ(software.coded, 0) << "software needs no proof";
+}
+
+TEST(AutomaticEncoder, WithoutAnyEncoderTheErrorSaysSo) {
+  Fate broken;
+  const Status status = openAutomatic({offer("b", true, broken, false)});
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code(), AVErrorEncoderNotFound);
+}
+
+/// Leaves the process's choice as it was.
+class AVVideoEncoderChoice : public testing::Test {
+ protected:
+  ~AVVideoEncoderChoice() override { AVVideoEncoder::setPreferredEncoderName(_before); }
+  const std::string _before = AVVideoEncoder::preferredEncoderName();
+};
+
+TEST_F(AVVideoEncoderChoice, TheFirstPreferenceIsAvailable) {
+  EXPECT_TRUE(AVVideoEncoder::setPreferredEncoderName(_before));
+  EXPECT_EQ(AVVideoEncoder::preferredEncoderName(), _before);
+}
+
+TEST_F(AVVideoEncoderChoice, EveryEncoderCanBeChosenByItsName) {
+  for (const AVVideoEncoderDescription& encoder : AVVideoEncoder::availableEncoders()) {
+    EXPECT_TRUE(AVVideoEncoder::setPreferredEncoderName(encoder.name));
+    EXPECT_EQ(AVVideoEncoder::preferredEncoderName(), encoder.name);
+    EXPECT_FALSE(encoder.description.empty());
+    EXPECT_FALSE(encoder.licenceNote.empty());
+  }
+}
+
+TEST_F(AVVideoEncoderChoice, AnUnknownNameChangesNothing) {
+  ASSERT_TRUE(AVVideoEncoder::setPreferredEncoderName("auto"));
+  EXPECT_FALSE(AVVideoEncoder::setPreferredEncoderName("abacus"));
+  EXPECT_EQ(AVVideoEncoder::preferredEncoderName(), "auto");
+  EXPECT_FALSE(AVVideoEncoder::isUsable("abacus"));
+}
+
+TEST_F(AVVideoEncoderChoice, ASoftwareEncoderIsListedFirstAndUsable) {
+  const AVVideoEncoderDescription& first = AVVideoEncoder::availableEncoders().at(0);
+  EXPECT_FALSE(first.isHardware);
+  EXPECT_TRUE(AVVideoEncoder::isUsable(first.name));
+  EXPECT_TRUE(AVVideoEncoder::isUsable("auto"));
+}
+
+}  // namespace
+}  // namespace vx
