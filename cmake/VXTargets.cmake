@@ -5,6 +5,7 @@ find_package(PkgConfig REQUIRED)
 # vx_configure_target(<target>): language, warnings, sanitizers.
 function(vx_configure_target target)
   target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES C_STANDARD 11 C_EXTENSIONS OFF)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                                            -Wno-sign-conversion)

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// The dictionary as JSON text; "{}" when the serialiser gives no data, that is for a text that is
@@ -49,3 +51,5 @@ std::optional<std::string> stringValueForKey(const NSDictionary& dictionary,
 const Object* objectForKeyPath(const NSDictionary& dictionary, std::string_view keyPath);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// The JSON text parsed, an array or an object at the top; absent when it is malformed.
@@ -14,3 +16,5 @@ namespace vx {
 std::optional<Object> JSONValue(std::string_view text);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

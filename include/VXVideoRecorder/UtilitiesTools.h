@@ -5,6 +5,8 @@
 
 #include <optional>
 
+#pragma GCC visibility push(default)
+
 class UtilitiesTools {
  public:
   /// The name under which the running application presents itself: "CFBundleDisplayName" of its
@@ -19,3 +21,5 @@ class UtilitiesTools {
   /// Thread: any; reads files.
   static std::optional<vx::Object> appBundleName();
 };
+
+#pragma GCC visibility pop

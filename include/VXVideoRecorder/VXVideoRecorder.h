@@ -27,6 +27,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 /// Records one display stream into one MP4 file.
 ///
 /// Each frame is held until the next one arrives and is then written with the time that passed, so
@@ -314,3 +316,5 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   std::shared_ptr<vx::AVAssetWriterInput> _audioWriterInput;
   vx::CMTime _firstVideoFrameTime;
 };
+
+#pragma GCC visibility pop

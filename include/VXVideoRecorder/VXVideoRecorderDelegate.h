@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 /// The host's ear. Both operations may be left out: the empty bodies below drop the message.
 ///
 /// The recorder owns its delegate until it is destroyed; to avoid a ring, a delegate must not own
@@ -28,3 +30,5 @@ class VXVideoRecorderDelegate {
   /// recorder may be released here.
   virtual void writeVideoFileDone() {}
 };
+
+#pragma GCC visibility pop

@@ -16,6 +16,8 @@
 #include <optional>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 inline constexpr std::string_view AVFoundationErrorDomain = "AVFoundationErrorDomain";
@@ -157,3 +159,5 @@ class AVAssetWriter {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// An encoder that this build can call.
@@ -42,3 +44,5 @@ class AVVideoEncoder {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 using OSStatus = std::int32_t;
@@ -42,3 +44,5 @@ inline constexpr bool kCFBooleanTrue = true;
 inline constexpr bool kCFBooleanFalse = false;
 
 }  // namespace vx
+
+#pragma GCC visibility pop

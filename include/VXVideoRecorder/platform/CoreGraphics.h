@@ -1,6 +1,8 @@
 // Geometry: sizes in pixels and affine transforms.
 #pragma once
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 struct CGSize {
@@ -23,3 +25,5 @@ inline constexpr CGAffineTransform CGAffineTransformIdentity{};
 CGAffineTransform CGAffineTransformMakeRotation(double angle);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 // ---- Time ----------------------------------------------------------------------------------
@@ -276,3 +278,5 @@ const Object* CMGetAttachment(CMSampleBufferRef target, std::string_view key,
                               CMAttachmentMode* modeOut);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

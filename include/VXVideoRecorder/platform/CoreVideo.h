@@ -21,6 +21,8 @@
 #include <cstdint>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 using CVReturn = std::int32_t;
@@ -110,3 +112,5 @@ CVReturn CVPixelBufferPoolCreatePixelBuffer(CFAllocatorRef allocator, CVPixelBuf
                                             CVPixelBufferRef* pixelBufferOut);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// The elements of one container, counted.
@@ -45,3 +47,5 @@ class ContainerReference {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// A program and what it tells about itself. The first of these that exists is taken:
@@ -39,3 +41,5 @@ class NSBundle {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

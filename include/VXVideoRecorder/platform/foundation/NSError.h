@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
@@ -67,3 +69,5 @@ class NSException : public std::exception {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 enum NSSearchPathDirectory : unsigned { NSDocumentDirectory = 9 };
@@ -91,3 +93,5 @@ class NSFileManager {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 enum NSJSONWritingOptions : unsigned { NSJSONWritingCompact = 0, NSJSONWritingPrettyPrinted = 1 };
@@ -43,3 +45,5 @@ class NSJSONSerialization {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -26,6 +26,8 @@
 #include <variant>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 class Object;
@@ -227,3 +229,5 @@ std::string defaultObjectDescription(std::string_view className, const void* obj
 std::string descriptionOfList(const std::vector<std::string>& texts);
 
 }  // namespace vx
+
+#pragma GCC visibility pop

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 inline constexpr std::size_t NSNotFound = std::numeric_limits<std::size_t>::max();
@@ -39,3 +41,5 @@ class NSRegularExpression {
 };
 
 }  // namespace vx
+
+#pragma GCC visibility pop

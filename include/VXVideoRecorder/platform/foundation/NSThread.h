@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace vx {
 
 /// One thread of the process. The object outlives its thread when somebody keeps it.
@@ -39,3 +41,5 @@ class NSThread {
 void NSLog(std::string_view message);
 
 }  // namespace vx
+
+#pragma GCC visibility pop
