@@ -1,4 +1,5 @@
 // The asset writer: checks the order of calls and hands the work to its core.
+#include "platform/avfoundation/file_asset_writer.h"
 #include "platform/avfoundation/outstanding_work.h"
 #include "platform/avfoundation/queueing_input.h"
 
@@ -66,7 +67,7 @@ bool FileAssetWriter::startWriting() {
   }
   const Status status = start();
   if (!status) {
-    _core->fail(status.error());
+    _core->fail(status);
   }
   return status.ok();
 }
@@ -157,7 +158,11 @@ std::shared_ptr<AVAssetWriter> AVAssetWriter::initWithURL(const NSURL& url,
   if (error) {
     *error = problem;
   }
-  return problem ? nullptr : std::make_shared<FileAssetWriter>(url, WriterParts{});
+  return problem ? nullptr : makeFileAssetWriter(url, WriterParts{});
+}
+
+std::shared_ptr<AVAssetWriter> makeFileAssetWriter(const NSURL& url, WriterParts parts) {
+  return std::make_shared<FileAssetWriter>(url, std::move(parts));
 }
 
 }  // namespace vx

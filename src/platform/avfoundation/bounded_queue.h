@@ -92,16 +92,11 @@ class BoundedQueue {
     notifyAll();
   }
 
-  /// Closes and drops what is queued.
+  /// Closes and drops what is queued. Needs no memory.
   void closeAndClear() {
-    std::deque<Entry> dropped;  // destroyed outside the lock
-    {
-      std::lock_guard lock(_mutex);
-      _closed = true;
-      _bytes = 0;
-      dropped.swap(_items);
+    close();
+    while (popAtOnce()) {  // one by one: each is destroyed outside the lock
     }
-    notifyAll();
   }
 
   bool isClosedAndEmpty() const {
@@ -120,6 +115,11 @@ class BoundedQueue {
   void add(T&& item, std::size_t bytes) {
     _items.push_back({std::move(item), bytes});
     _bytes += bytes;
+  }
+
+  std::optional<T> popAtOnce() {
+    std::unique_lock lock(_mutex);
+    return take(lock);
   }
 
   std::optional<T> take(std::unique_lock<std::mutex>& lock) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -23,9 +24,11 @@ struct Ledger {
 
 thread_local int workDepth = 0;
 
-// Never destroyed: threads may still use it while the process ends.
+// Never destroyed: threads may still use it while the process ends. Made in place: a writer that is
+// let go of must not depend on free memory.
 Ledger& ledger() {
-  static Ledger* const instance = new Ledger;
+  alignas(Ledger) static std::byte place[sizeof(Ledger)];
+  static Ledger* const instance = new (place) Ledger;
   return *instance;
 }
 
@@ -43,7 +46,7 @@ void waitAtExit() {
 
 }  // namespace
 
-bool startThread(const char* name, std::function<void()> body) {
+bool startThreadWith(const char* name, std::function<void()> body) {
   try {
     std::thread thread(std::move(body));
     pthread_setname_np(thread.native_handle(), name);

@@ -2,12 +2,22 @@
 #pragma once
 
 #include <functional>
+#include <new>
 
 namespace vx::outstanding_work {
 
 /// Runs `body` on a detached thread that shows `name` in debuggers. False when the system gives no
 /// thread.
-[[nodiscard]] bool startThread(const char* name, std::function<void()> body);
+[[nodiscard]] bool startThreadWith(const char* name, std::function<void()> body);
+/// The same; false as well when there is no memory for a copy of `body`.
+template <typename Body>
+[[nodiscard]] bool startThread(const char* name, const Body& body) {
+  try {
+    return startThreadWith(name, std::function<void()>(body));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
 
 /// From `begin` on, a program that returns from main waits until `end` was called as often. Each
 /// pair belongs to one file that is being completed.

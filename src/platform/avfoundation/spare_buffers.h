@@ -11,6 +11,8 @@ namespace vx {
 /// Thread: any.
 class SpareBuffers {
  public:
+  SpareBuffers() { _spares.reserve(kMost); }
+
   /// An empty buffer, with the capacity of one given back if there is any.
   std::vector<std::uint8_t> take() {
     std::lock_guard lock(_mutex);

@@ -4,6 +4,7 @@
 #include "platform/avfoundation/encoder/key_frame_policy.h"
 #include "platform/avfoundation/outstanding_work.h"
 
+#include <algorithm>
 #include <new>
 
 namespace vx {
@@ -24,6 +25,12 @@ NSError outOfMemory() {
                  "Close other programs or record a smaller picture.");
 }
 
+NSError encoderStuck() {
+  return NSError(AVFoundationErrorDomain, AVErrorEncodeFailed,
+                 "The video encoder does not answer any more; what was recorded so far is kept. "
+                 "Record again, and restart the program if it happens again.");
+}
+
 /// Nothing that a host throws may end the writing thread, and with it the program.
 void runHandler(const WriterCore::FinishHandler& handler) {
   if (!handler) {
@@ -32,23 +39,24 @@ void runHandler(const WriterCore::FinishHandler& handler) {
   try {
     handler();
   } catch (const std::exception& exception) {
-    NSLog(std::string("A completion handler threw: ") + exception.what());
+    NSLog("A completion handler threw:");  // two lines, because joining them takes memory
+    NSLog(exception.what());
   } catch (...) {
     NSLog("A completion handler threw something that is no exception.");
   }
 }
 
+}  // namespace
+
 /// Runs a step of a thread; an allocation that fails becomes an error like any other.
 template <typename Step>
-Status guarded(Step&& step) {
+Status WriterCore::guarded(Step&& step) const {
   try {
     return step();
   } catch (const std::bad_alloc&) {
-    return outOfMemory();
+    return _outOfMemory;
   }
 }
-
-}  // namespace
 
 struct WriterCore::Coding {
   Coding(std::unique_ptr<VideoEncoder> madeEncoder, const VideoTrackSettings& settings)
@@ -62,8 +70,10 @@ struct WriterCore::Coding {
 WriterCore::WriterCore(std::string path, WriterParts parts)
     : _path(std::move(path)),
       _parts(std::move(parts)),
+      _outOfMemory(outOfMemory()),
       _pictures(kPictureLimits),
-      _coded(kCodedLimits) {}
+      _coded(kCodedLimits),
+      _encoderWatch(_parts.encoderPatience) {}
 
 WriterCore::~WriterCore() = default;
 
@@ -75,7 +85,7 @@ Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTrans
   _transform = transform;
   _withAudio = withAudio;
   if (Status status = guarded([&] { return _parts.createFile(_path, _file); }); !status) {
-    fail(status.error());
+    fail(status);
     return status;
   }
   {
@@ -90,20 +100,19 @@ Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTrans
     _writingThreadRuns = writes;
   }
   if (!writes || !outstanding_work::startThread("vx-code", [self] { self->codePictures(); })) {
-    Status status = outOfMemory();
-    fail(status.error());
-    return status;
+    fail(_outOfMemory);
+    return _outOfMemory;
   }
   return Status::success();
 }
 
-void WriterCore::fail(const NSError& error) {
+void WriterCore::fail(Status error) {
   {
     std::lock_guard lock(_mutex);
-    if (_error) {
+    if (!_error) {
       return;
     }
-    _error = error;
+    _error = std::move(error);
     _status = AVAssetWriterStatusFailed;
   }
   _pictures.closeAndClear();
@@ -116,8 +125,12 @@ AVAssetWriterStatus WriterCore::status() const {
 }
 
 std::optional<NSError> WriterCore::error() const {
-  std::lock_guard lock(_mutex);
-  return _error;
+  Status known;
+  {
+    std::lock_guard lock(_mutex);
+    known = _error;
+  }
+  return known ? std::nullopt : std::optional(known.error());
 }
 
 bool WriterCore::hasRoomForPicture() const {
@@ -199,6 +212,7 @@ void WriterCore::abandon() {
 
 void WriterCore::codePictures() {
   Status status = guarded([&]() -> Status {
+    const EncoderWatch::Visit visit(_encoderWatch);
     _coding = std::make_unique<Coding>(_parts.makeEncoder(), _settings);
     return openEncoder(*_coding->encoder);
   });
@@ -211,7 +225,7 @@ void WriterCore::codePictures() {
   }
   _coding.reset();
   if (!status) {
-    fail(status.error());
+    fail(std::move(status));
   }
   _coded.close();
 }
@@ -232,17 +246,8 @@ Status WriterCore::openEncoder(VideoEncoder& encoder) {
 }
 
 Status WriterCore::codePicture(const QueuedPicture& queued) {
-  CVPixelBufferLockBaseAddress(queued.buffer.get(), 0);
-  PlanarPicture picture;
   AccessUnit accessUnit;
-  Status status = _coding->converter.convert(queued.buffer.get(), picture);
-  if (status) {
-    const bool wantsKeyFrame =
-        _coding->keyFrames.wantsKeyFrame(queued.timeMs, queued.forceKeyFrame);
-    status = _coding->encoder->encode(picture, queued.timeMs, wantsKeyFrame, accessUnit);
-  }
-  CVPixelBufferUnlockBaseAddress(queued.buffer.get(), 0);
-  if (!status) {
+  if (Status status = encode(queued, accessUnit); !status) {
     return status;
   }
   if (accessUnit.isKeyFrame) {
@@ -252,6 +257,20 @@ Status WriterCore::codePicture(const QueuedPicture& queued) {
   coded.bytes.assign(accessUnit.bytes.begin(), accessUnit.bytes.end());
   _coded.push(std::move(coded), accessUnit.bytes.size());
   return Status::success();
+}
+
+Status WriterCore::encode(const QueuedPicture& queued, AccessUnit& accessUnit) {
+  const EncoderWatch::Visit visit(_encoderWatch);
+  CVPixelBufferLockBaseAddress(queued.buffer.get(), 0);
+  PlanarPicture picture;
+  Status status = _coding->converter.convert(queued.buffer.get(), picture);
+  if (status) {
+    const bool wantsKeyFrame =
+        _coding->keyFrames.wantsKeyFrame(queued.timeMs, queued.forceKeyFrame);
+    status = _coding->encoder->encode(picture, queued.timeMs, wantsKeyFrame, accessUnit);
+  }
+  CVPixelBufferUnlockBaseAddress(queued.buffer.get(), 0);
+  return status;
 }
 
 // ---- the writing thread --------------------------------------------------------------------
@@ -266,16 +285,17 @@ void WriterCore::writeFile() {
 void WriterCore::writeCodedItems() {
   for (;;) {
     Status status = guarded([&]() -> Status {
-      std::optional<CodedItem> item = nextItem();
-      if (item) {
+      if (std::optional<CodedItem> item = nextItem()) {
         if (Status written = write(*item); !written) {
           return written;
         }
+      } else if (Status answers = checkEncoder(); !answers) {
+        return answers;
       }
       return commitIfDue();
     });
     if (!status) {
-      fail(status.error());
+      fail(std::move(status));
       _coded.closeAndClear();
       return;
     }
@@ -286,7 +306,14 @@ void WriterCore::writeCodedItems() {
 }
 
 std::optional<WriterCore::CodedItem> WriterCore::nextItem() {
-  return _commitDue ? _coded.popUntil(*_commitDue) : _coded.pop();
+  const Clock::time_point look = _encoderWatch.nextLook();
+  return _coded.popUntil(_commitDue ? std::min(*_commitDue, look) : look);
+}
+
+// An encoder that hangs takes its thread along: the file is completed with what was coded, and what
+// the encoder may still hold stays with that thread.
+Status WriterCore::checkEncoder() {
+  return _encoderWatch.isStuck(Clock::now()) ? Status(encoderStuck()) : Status::success();
 }
 
 Status WriterCore::write(CodedItem& item) {
@@ -416,10 +443,10 @@ void WriterCore::completeFile() {
         guarded([&] { return finishing ? _file->finish(sessionEndMs) : _file->commit(); });
     _file.reset();
     std::lock_guard lock(_mutex);
-    if (!status && !_error) {
-      _error = status.error();
+    if (_error) {
+      _error = std::move(status);
     }
-    _status = _error ? AVAssetWriterStatusFailed : AVAssetWriterStatusCompleted;
+    _status = _error ? AVAssetWriterStatusCompleted : AVAssetWriterStatusFailed;
   }
   runHandler(handler);
   handler = nullptr;  // whatever it kept alive goes before the program may end

@@ -11,6 +11,7 @@
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
 #include "platform/avfoundation/encoder/encoder_choice.h"
+#include "platform/avfoundation/encoder_watch.h"
 #include "platform/avfoundation/mp4/recording_file.h"
 #include "platform/avfoundation/spare_buffers.h"
 #include "platform/avfoundation/video_settings.h"
@@ -50,6 +51,9 @@ struct WriterParts {
   VideoEncoderFactory makeEncoder = makePreferredEncoder;
   std::function<Status(const std::string& path, std::unique_ptr<mp4::RecordingFile>& out)>
       createFile = mp4::RecordingFile::create;
+  /// How long one call into the encoder may last before the writer gives the encoder up: many times
+  /// what the largest picture takes on a loaded machine.
+  std::chrono::milliseconds encoderPatience = std::chrono::minutes(1);
 };
 
 /// Lives as long as its threads and its writer. Calls come from the writer's caller, one at a time,
@@ -66,7 +70,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
                bool withAudio);
   /// Remembers the error, stops taking samples and lets the file be finished with what it has.
   /// Only the first error counts. Thread: any.
-  void fail(const NSError& error);
+  void fail(Status error);
 
   /// Thread: any, for these two.
   AVAssetWriterStatus status() const;
@@ -91,6 +95,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
 
  private:
   bool takesAudio() const;
+  template <typename Step>
+  Status guarded(Step&& step) const;
 
   using CodedItem = std::variant<mp4::VideoTrackDescription, CodedPicture, CodedAudio>;
   using Clock = std::chrono::steady_clock;
@@ -99,11 +105,13 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   void codePictures();
   Status openEncoder(VideoEncoder& encoder);
   Status codePicture(const QueuedPicture& picture);
+  Status encode(const QueuedPicture& queued, AccessUnit& accessUnit);
 
   // The writing thread.
   void writeFile();
   void writeCodedItems();
   std::optional<CodedItem> nextItem();
+  Status checkEncoder();
   Status write(CodedItem& item);
   Status begin(const mp4::VideoTrackDescription& track);
   Status writePicture(CodedPicture& picture);
@@ -119,6 +127,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
 
   const std::string _path;
   const WriterParts _parts;
+  const Status _outOfMemory;     // made while there was memory for it
   VideoTrackSettings _settings;  // set before the threads start
   CGAffineTransform _transform;  // likewise
   bool _withAudio = false;       // likewise
@@ -130,7 +139,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   mutable std::mutex _mutex;
   std::condition_variable _requestCame;
   AVAssetWriterStatus _status = AVAssetWriterStatusUnknown;  // guarded by _mutex
-  std::optional<NSError> _error;                             // guarded by _mutex
+  Status _error;                                             // guarded by _mutex
   bool _writingThreadRuns = false;                           // guarded by _mutex
   bool _finishing = false;                                   // guarded by _mutex
   bool _abandoned = false;                                   // guarded by _mutex
@@ -138,6 +147,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   FinishHandler _finishHandler;                              // guarded by _mutex
 
   std::unique_ptr<Coding> _coding;  // the coding thread's, between start and its end
+  EncoderWatch _encoderWatch;
 
   // The writing thread's.
   std::unique_ptr<mp4::RecordingFile> _file;

@@ -23,7 +23,9 @@ struct Stage {
   int encoderFailsAt = -1;  // index of the picture
   bool encoderThrowsBadAlloc = false;
   bool diskIsStuck = false;
-  int commitFailsAt = -1;  // index of the commit
+  int commitFailsAt = -1;   // index of the commit
+  int encoderHangsAt = -1;  // index of the picture; it comes back when this changes
+  bool encoderHangsWhenOpened = false;
   std::size_t unitBytes = 100;
   bool audioIsUnsuitable = false;
 
@@ -57,11 +59,13 @@ class FakeEncoder final : public VideoEncoder {
   explicit FakeEncoder(std::shared_ptr<Stage> stage)
       : _kept(std::move(stage)), _stage(*_kept), _bytes(_stage.unitBytes) {}
   Status open(const VideoEncoderSettings&) override {
+    hangWhile([this] { return _stage.encoderHangsWhenOpened; });
     return _stage.encoderOpens ? Status::success() : Status(error("no encoder"));
   }
   const ParameterSets& parameterSets() const override { return _sets; }
   Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame, AccessUnit& unit) override {
     Status status;
+    hangWhile([this] { return _stage.pictures == _stage.encoderHangsAt; });
     _stage.change([&] {
       if (_stage.pictures == _stage.encoderFailsAt) {
         if (_stage.encoderThrowsBadAlloc) {
@@ -77,6 +81,12 @@ class FakeEncoder final : public VideoEncoder {
   }
 
  private:
+  template <typename Condition>
+  void hangWhile(Condition&& condition) {
+    std::unique_lock lock(_stage.mutex);
+    _stage.changed.wait(lock, [&] { return !condition(); });
+  }
+
   std::shared_ptr<Stage> _kept;
   Stage& _stage;
   ParameterSets _sets;
@@ -135,7 +145,11 @@ class WriterCoreTest : public testing::Test {
  protected:
   ~WriterCoreTest() override {
     // Threads that still hold the core must not outlive the stage.
-    stage.change([&] { stage.diskIsStuck = false; });
+    stage.change([&] {
+      stage.diskIsStuck = false;
+      stage.encoderHangsAt = -1;
+      stage.encoderHangsWhenOpened = false;
+    });
     if (started && !finished) {
       finish();
     }
@@ -148,6 +162,7 @@ class WriterCoreTest : public testing::Test {
       out = std::make_unique<FakeFile>(kept);
       return Status::success();
     };
+    parts.encoderPatience = encoderPatience;
     core = std::make_shared<WriterCore>("unused.mp4", parts);
     VideoTrackSettings settings;
     settings.width = settings.height = 16;
@@ -183,6 +198,7 @@ class WriterCoreTest : public testing::Test {
   std::shared_ptr<Stage> kept = std::make_shared<Stage>();
   Stage& stage = *kept;
   std::shared_ptr<WriterCore> core;
+  std::chrono::milliseconds encoderPatience = std::chrono::minutes(1);
   bool started = false;
   bool finished = false;
   AVAssetWriterStatus statusInHandler = AVAssetWriterStatusUnknown;
@@ -299,6 +315,56 @@ TEST_F(WriterCoreTest, EncoderThatBreaksKeepsWhatItCoded) {
   EXPECT_EQ(statusInHandler, AVAssetWriterStatusFailed);
   EXPECT_THAT(stage.times, ElementsAre(0, 40));
   EXPECT_EQ(stage.finishes, 1);
+}
+
+TEST_F(WriterCoreTest, EncoderThatHangsIsGivenUpAndWhatItCodedKept) {
+  stage.encoderHangsAt = 2;
+  encoderPatience = std::chrono::seconds(1);
+  start();
+  for (std::int64_t time : {0, 40, 80}) {
+    ASSERT_TRUE(append(time));
+  }
+  finish(120);
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusFailed);
+  EXPECT_EQ(core->error()->code(), AVErrorEncodeFailed);
+  EXPECT_THAT(stage.times, ElementsAre(0, 40));
+  EXPECT_EQ(stage.finishes, 1);
+}
+
+TEST_F(WriterCoreTest, EncoderThatHangsFailsTheWriterWithoutBeingAsked) {
+  stage.encoderHangsAt = 0;
+  encoderPatience = std::chrono::seconds(1);
+  start();
+  ASSERT_TRUE(append(0));
+  EXPECT_TRUE(stage.waitFor([&] { return stage.finishes == 1; }));
+  EXPECT_EQ(core->status(), AVAssetWriterStatusFailed);
+  EXPECT_FALSE(core->waitForRoom(std::chrono::minutes(1)));
+}
+
+TEST_F(WriterCoreTest, EncoderThatHangsWhileItOpensIsGivenUp) {
+  stage.encoderHangsWhenOpened = true;
+  encoderPatience = std::chrono::seconds(1);
+  start();
+  finish();
+  EXPECT_EQ(statusInHandler, AVAssetWriterStatusFailed);
+  EXPECT_FALSE(stage.began);
+}
+
+TEST_F(WriterCoreTest, EncoderThatComesBackTooLateFindsTheFileFinished) {
+  stage.encoderHangsAt = 1;
+  encoderPatience = std::chrono::seconds(1);
+  start();
+  ASSERT_TRUE(append(0));
+  ASSERT_TRUE(append(40));
+  finish();
+  std::weak_ptr<WriterCore> weak = core;
+  core.reset();
+  stage.change([&] { stage.encoderHangsAt = -1; });
+  ASSERT_TRUE(stage.waitFor([&] { return stage.pictures == 2; }));
+  while (!weak.expired()) {
+    std::this_thread::yield();
+  }
+  EXPECT_THAT(stage.times, ElementsAre(0));
 }
 
 TEST_F(WriterCoreTest, WantOfMemoryIsAnError) {
