@@ -92,6 +92,54 @@ Status writingError(int error, const std::string& path) {
                      ". Check the disk; what was recorded before can be played.");
 }
 
+Status openingError(int error, const std::string& path) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return NSError(NSCocoaErrorDomain, NSFileReadNoSuchFileError,
+                     "There is no file " + quoted(path) + ". Check the name.");
+    case EACCES:
+    case EPERM:
+      return NSError(NSCocoaErrorDomain, NSFileReadNoPermissionError,
+                     "There is no permission to read " + quoted(path) +
+                         ". Ask its owner, or allow reading it.");
+    case EISDIR:
+    case EINVAL:
+    case ENXIO:
+      return NSError(NSCocoaErrorDomain, NSFileReadUnknownError,
+                     quoted(path) + " is not a file. Name the recording itself.");
+    default:
+      return NSError(
+          NSPOSIXErrorDomain, error,
+          "The file " + quoted(path) + " could not be opened: " + systemText(error) + ".");
+  }
+}
+
+Status repairingError(int error, const std::string& path) {
+  switch (error) {
+    case EACCES:
+    case EPERM:
+      return NSError(NSCocoaErrorDomain, NSFileWriteNoPermissionError,
+                     "There is no permission to repair " + quoted(path) +
+                         ". Allow writing to it, or repair a copy.");
+    case EROFS:
+      return NSError(
+          NSCocoaErrorDomain, NSFileWriteVolumeReadOnlyError,
+          "The disk of " + quoted(path) + " is read-only. Repair a copy on another disk.");
+    case ELOOP:
+      return NSError(NSPOSIXErrorDomain, error,
+                     quoted(path) + " is a link. Name the recording that it leads to.");
+    default:
+      return openingError(error, path);
+  }
+}
+
+Status readingError(int error, const std::string& path) {
+  return NSError(NSPOSIXErrorDomain, error,
+                 "The file " + quoted(path) + " could not be read: " + systemText(error) +
+                     ". Check the disk; nothing was changed.");
+}
+
 Status removedError(const std::string& path) {
   return NSError(NSCocoaErrorDomain, NSFileNoSuchFileError,
                  "The file " + quoted(path) +

@@ -11,6 +11,11 @@ namespace vx::mp4 {
 Status creationError(int error, const std::string& path);
 /// Why it could not be written.
 Status writingError(int error, const std::string& path);
+/// Why a file could not be opened to be read, or to be repaired.
+Status openingError(int error, const std::string& path);
+Status repairingError(int error, const std::string& path);
+/// Why it could not be read.
+Status readingError(int error, const std::string& path);
 /// That it is no longer where it was created.
 Status removedError(const std::string& path);
 

@@ -87,6 +87,13 @@ Status FragmentCommitter::finish(const std::function<void(ByteStream&)>& writeMo
   return _file.sync();
 }
 
+Status FragmentCommitter::restorePlaceholder() {
+  ByteStream placeholder;
+  write_free(placeholder, kPlaceholderBytes - kBoxHeaderBytes);
+  if (Status s = writeAt(kPlaceholderOffset, placeholder.bytes()); !s.ok()) return s;
+  return _file.sync();
+}
+
 Status FragmentCommitter::cutBack() {
   // What was only set aside is kept: the finish may need it on a disk that is full by now.
   if (_writtenEnd <= _committedEnd) return {};

@@ -16,6 +16,10 @@ namespace vx::mp4 {
 class FragmentCommitter {
  public:
   explicit FragmentCommitter(OutputFile& file) : _file(file) {}
+  /// Goes on where another committer was cut off: what counts ends at `committedEnd`, the file at
+  /// `fileEnd`.
+  FragmentCommitter(OutputFile& file, std::uint64_t committedEnd, std::uint64_t fileEnd)
+      : _file(file), _committedEnd(committedEnd), _writtenEnd(fileEnd) {}
 
   Status writeHead(const MovieHead& head);
   Status publishAudio(const MovieHead& head, const ReservedAudioBoxes& boxes);
@@ -25,6 +29,9 @@ class FragmentCommitter {
   Status settle();
   /// `writeMovie` writes a complete `moov`.
   Status finish(const std::function<void(ByteStream&)>& writeMovie);
+  /// Takes back the header of a finished movie that is no longer there: the file is a fragmented
+  /// movie again.
+  Status restorePlaceholder();
   /// Takes back what was written and not published.
   Status cutBack();
   /// The same, and gives back the room that was set aside: the file is left as it was committed.

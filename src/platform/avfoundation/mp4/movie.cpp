@@ -5,6 +5,7 @@
 #include "platform/avfoundation/mp4/track_timeline.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace vx::mp4 {
 
@@ -45,11 +46,15 @@ TrackHeader trackHeader(const TrackTimes& times, std::uint32_t trackId) {
   return header;
 }
 
-void write_video_trak(ByteStream& stream, const VideoTrackDescription& video,
+Matrix matrixOf(const VideoTrackDescription& video) {
+  return displayMatrix(video.transform, video.width, video.height);
+}
+
+void write_video_trak(ByteStream& stream, const VideoTrackDescription& video, const Matrix& matrix,
                       const TrackTimes& times, const FinishedTrack& track) {
   Box trak(stream, "trak");
   TrackHeader header = trackHeader(times, kVideoTrackId);
-  header.matrix = displayMatrix(video.transform, video.width, video.height);
+  header.matrix = matrix;
   header.width = video.width;
   header.height = video.height;
   write_tkhd(stream, header);
@@ -173,7 +178,8 @@ void write_head_moov(ByteStream& stream, const VideoTrackDescription& video, boo
   const SampleIndex noSamples;
   Box moov(stream, "moov");
   write_mvhd(stream, {creationTime, creationTime, 0, kAudioTrackId + 1});
-  write_video_trak(stream, video, {creationTime, creationTime, 0, 0, {}}, {&noSamples, 0, 0});
+  write_video_trak(stream, video, matrixOf(video), {creationTime, creationTime, 0, 0, {}},
+                   {&noSamples, 0, 0});
   padToAlignment(stream);
   if (reserveAudio) {
     head.reservedTrakOffset = stream.position();
@@ -238,10 +244,19 @@ void write_moov(ByteStream& stream, const FinishedMovie& movie) {
   Box moov(stream, "moov");
   write_mvhd(stream, {movie.creationTime, movie.modificationTime,
                       std::max(video.movieDuration, audio.movieDuration), kAudioTrackId + 1});
-  write_video_trak(stream, *movie.video, video, movie.videoTrack);
+  write_video_trak(stream, *movie.video,
+                   movie.videoMatrix != nullptr ? *movie.videoMatrix : matrixOf(*movie.video),
+                   video, movie.videoTrack);
   if (movie.audio == nullptr) return;
   Box trak(stream, "trak");
   write_audio_trak_boxes(stream, *movie.audio, audio, movie.audioTrack);
+}
+
+std::uint64_t secondsSince1904() {
+  constexpr std::int64_t kUnixEpoch = 2082844800;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count() +
+                                    kUnixEpoch);
 }
 
 std::uint64_t movieBytesAtMost(const SampleIndex& video, const SampleIndex& audio) {

@@ -53,6 +53,7 @@ struct FinishedMovie {
   std::uint64_t creationTime = 0;
   std::uint64_t modificationTime = 0;
   const VideoTrackDescription* video = nullptr;
+  const Matrix* videoMatrix = nullptr;  // as stored; null: from the description's transform
   FinishedTrack videoTrack;
   const AudioTrackDescription* audio = nullptr;  // null without audio
   FinishedTrack audioTrack;
@@ -61,6 +62,9 @@ struct FinishedMovie {
 };
 
 void write_moov(ByteStream& stream, const FinishedMovie& movie);
+
+/// The time of day as the headers hold it.
+std::uint64_t secondsSince1904();
 
 /// No fewer bytes than the `moov` of these tracks, the box around it included, will take.
 std::uint64_t movieBytesAtMost(const SampleIndex& video, const SampleIndex& audio);

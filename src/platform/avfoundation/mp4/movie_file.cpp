@@ -4,7 +4,6 @@
 #include "platform/avfoundation/mp4/track_timeline.h"
 
 #include <array>
-#include <chrono>
 #include <new>
 
 namespace vx::mp4 {
@@ -13,13 +12,6 @@ namespace {
 
 // A fragment's offsets have 31 bits. Whoever records commits long before.
 constexpr std::size_t kMaxFragmentBytes = std::size_t{1} << 30;
-
-std::uint64_t secondsSince1904() {
-  constexpr std::int64_t kUnixEpoch = 2082844800;
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count() +
-                                    kUnixEpoch);
-}
 
 Status wrongUse(std::string text) {
   return NSError(AVFoundationErrorDomain, AVErrorUnknown, std::move(text));

@@ -36,4 +36,7 @@ bool isOutOfSpace(const Status& status);
 /// Creates the file at `path`, which must not exist, and locks it.
 Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out);
 
+/// The file at `path` behind an open descriptor, which this takes over, also when it throws.
+std::unique_ptr<OutputFile> adoptPosixFile(int descriptor, const std::string& path);
+
 }  // namespace vx::mp4

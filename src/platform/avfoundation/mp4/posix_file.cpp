@@ -169,9 +169,15 @@ Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out
   Descriptor descriptor(value);
   if (::flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
     return creationError(errno, path);
-  out = std::make_unique<PosixFile>(descriptor.get(), path);
-  descriptor.release();
+  out = adoptPosixFile(descriptor.release(), path);
   return {};
+}
+
+std::unique_ptr<OutputFile> adoptPosixFile(int descriptor, const std::string& path) {
+  Descriptor owned(descriptor);
+  auto file = std::make_unique<PosixFile>(descriptor, path);
+  owned.release();
+  return file;
 }
 
 }  // namespace vx::mp4
