@@ -4,6 +4,7 @@
 #include "VXVideoRecorder/NSDictionary+extension.h"
 #include "VXVideoRecorder/NSString+extension.h"
 #include "VXVideoRecorder/UtilitiesTools.h"
+#include "VXVideoRecorder/VXRecordingRepair.h"
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "VXVideoRecorder/VXVideoRecorderDelegate.h"
 
