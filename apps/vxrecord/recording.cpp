@@ -12,8 +12,6 @@ namespace {
 constexpr std::uint32_t kQuarterTurnBit = 8;  // of "multiVideoType"
 // How long a wait for room lasts before it looks whether the end was asked for.
 constexpr std::chrono::milliseconds kRoomWait{100};
-// How often the shown state is renewed while an input waits.
-constexpr std::chrono::milliseconds kPauseLook{200};
 // The last frame is worth more patience than one of many.
 constexpr std::chrono::seconds kLastFrameWait{10};
 
@@ -42,15 +40,15 @@ vx::NSDictionary frameDictionary(const PackedFrame& frame, const Options& option
 
 }  // namespace
 
-Recording::Recording(const Options& options, const OutputPlace& place, Input& input, bool hasKeys)
+Recording::Recording(const Options& options, const OutputPlace& place, Input& input)
     : _options(options),
       _place(place),
       _input(input),
       _start(std::chrono::steady_clock::now()),
-      _delegate(std::make_shared<RecordingDelegate>(options.talk >= Talk::verbose)),
+      _delegate(std::make_shared<RecordingDelegate>(options.talk == Talk::verbose)),
       _recorder(makeRecorder(options, place, _delegate)),
       _packer(options.pixelFormat),
-      _progress(options.talk, place.path(), hasKeys) {
+      _progress(options.talk, place.path()) {
   if (options.audio) {
     _sound.emplace(*_recorder, options);
   }
@@ -101,16 +99,10 @@ bool Recording::isOver(const MediaFrame& frame) const {
 /// False when the recording ends here.
 bool Recording::takePicture(const MediaFrame& frame) {
   const bool isBehindTheEnd = _options.durationMs && frame.timeMs >= *_options.durationMs;
-  if (isBehindTheEnd) {
+  if (isBehindTheEnd || !isWanted(frame)) {
     return true;
   }
   if (!waitForTurn(frame)) {
-    return false;
-  }
-  if (!isWanted(frame)) {
-    return true;
-  }
-  if (takesEveryFrame() && !waitForRoom()) {
     return false;
   }
   handOver(frame);
@@ -125,35 +117,21 @@ void Recording::takeSound(const MediaFrame& frame) {
 }
 
 bool Recording::isWanted(const MediaFrame& frame) {
-  const bool isPlannedPause = _options.pause && isLeftOut(*_options.pause, frame.timeMs);
-  if (!isPlannedPause && !isPauseWished()) {
+  if (!_options.pause || !isLeftOut(*_options.pause, frame.timeMs)) {
     return true;
   }
   if (!_isPausePending) {
     _isPausePending = true;
     _recorder->pause();
   }
-  if (_sound) {
-    _sound->pictureWasLeftOut(frame.timeMs);
-  }
-  showProgress();
   return false;
 }
 
-// An input that waits loses nothing by a pause; one that runs by the clock goes on meanwhile.
 bool Recording::waitForTurn(const MediaFrame& frame) {
   if (takesEveryFrame()) {
-    return waitForPauseEnd();
+    return waitForRoom();
   }
   return _input.isLive() || _pacer.waitFor(frame.timeMs);
-}
-
-bool Recording::waitForPauseEnd() {
-  while (isPauseWished() && !isInterrupted()) {
-    showProgress();
-    sleepUntilWish(std::chrono::steady_clock::now() + kPauseLook);
-  }
-  return !isInterrupted();
 }
 
 // Before the first frame there is no input yet, and a writer that failed makes no room any more.
@@ -184,12 +162,7 @@ void Recording::handOver(const MediaFrame& frame) {
     _sound->handOver(takesEveryFrame());
   }
   warnOfShortSpace();
-  showProgress();
-}
-
-void Recording::showProgress() {
-  const bool isPaused = _isPausePending || isPauseWished();
-  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames(), isPaused});
+  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames()});
 }
 
 bool Recording::isWriterWorking() {

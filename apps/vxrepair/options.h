@@ -1,0 +1,42 @@
+// The command line, read into plain values.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vxrepair {
+
+/// Wrong use: the text says what was wrong and what to do.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct Options {
+  std::vector<std::string> files;
+  bool dryRun = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+/// What the command line asks for.
+struct Command {
+  enum class Action : std::uint8_t { repair, showHelp, showVersion };
+  Action action = Action::repair;
+  Options options;
+};
+
+/// Reads the words behind the program's name.
+/// Errors: throws UsageError.
+Command parseCommandLine(const std::vector<std::string>& words);
+
+/// Whether the words ask for JSON, also when they are wrong otherwise.
+bool asksForJson(const std::vector<std::string>& words);
+
+/// The text of --help.
+std::string_view helpText();
+
+}  // namespace vxrepair

@@ -1,0 +1,59 @@
+#include "run.h"
+
+#include <cstdio>
+
+namespace vxrepair {
+namespace {
+
+FileReport lookAt(const std::string& path) {
+  FileReport report;
+  report.file = path;
+  std::optional<vx::NSError> error;
+  report.found = VXRecordingRepair::inspectRecordingAtPath(path, VXInspectionDepth::index, &error);
+  if (!report.found) {
+    report.error = error->localizedDescription();
+  } else if (report.found->state() == VXRecordingState::whole) {
+    report.outcome = FileReport::Outcome::whole;
+  } else if (report.found->canBeRepaired()) {
+    report.outcome = FileReport::Outcome::repairable;
+  } else {
+    report.error = report.found->localizedDescription();
+  }
+  return report;
+}
+
+}  // namespace
+
+FileReport repairFile(const std::string& path, bool dryRun) {
+  if (dryRun) return lookAt(path);
+  FileReport report;
+  report.file = path;
+  std::optional<vx::NSError> error;
+  const auto result = VXRecordingRepair::repairRecordingAtPath(path, &error);
+  if (!result) {
+    report.error = error->localizedDescription();
+    return report;
+  }
+  report.found = result->found;
+  report.outcome = result->isChanged ? FileReport::Outcome::repaired : FileReport::Outcome::whole;
+  return report;
+}
+
+ExitStatus repairFiles(const Options& options) {
+  ExitStatus status = ExitStatus::done;
+  for (const std::string& path : options.files) {
+    const FileReport report = repairFile(path, options.dryRun);
+    if (report.error) {
+      status = ExitStatus::notRepaired;
+      std::fprintf(stderr, "vxrepair: %s: %s\n", path.c_str(), report.error->c_str());
+    }
+    if (options.json)
+      std::printf("%s\n", asJson(report).c_str());
+    else if (!options.quiet && !report.error)
+      std::fputs(asText(report).c_str(), stdout);
+    std::fflush(stdout);
+  }
+  return status;
+}
+
+}  // namespace vxrepair

@@ -1,0 +1,15 @@
+// The program's work, file by file.
+#pragma once
+
+#include "options.h"
+#include "report.h"
+
+namespace vxrepair {
+
+/// Repairs one recording, or looks at it alone.
+FileReport repairFile(const std::string& path, bool dryRun);
+
+/// Repairs all, telling about each as it is done.
+ExitStatus repairFiles(const Options& options);
+
+}  // namespace vxrepair
