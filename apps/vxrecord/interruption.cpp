@@ -5,57 +5,128 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+
+#include "terminal_mode.h"
 
 namespace vxrecord {
 namespace {
 
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only use such");
-std::atomic<bool> interrupted = false;
-// The handler writes a byte into this pipe, which wakes a sleeper that began just before it.
+using Clock = std::chrono::steady_clock;
+
+static_assert(std::atomic<std::int64_t>::is_always_lock_free, "signal handlers only use such");
+constexpr std::int64_t kNever = -1;
+std::atomic<std::int64_t> endWishedMs = kNever;
+std::atomic<unsigned> pauseToggles = 0;
+// The handlers write a byte into this pipe, which wakes a sleeper that began just before it.
 int wakeRead = -1;
 int wakeWrite = -1;
 
-extern "C" void noteInterruption(int) {
-  const int savedErrno = errno;
-  interrupted = true;
+void wake() {
   const char byte = 0;
   [[maybe_unused]] const ssize_t written = write(wakeWrite, &byte, 1);
+}
+
+// The standard does not list the clock for handlers, but POSIX does clock_gettime, which it is.
+std::int64_t nowMs() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now().time_since_epoch())
+      .count();
+}
+
+extern "C" void noteEnd(int signal) {
+  const int savedErrno = errno;
+  std::int64_t first = kNever;
+  const std::int64_t now = nowMs();
+  if (!endWishedMs.compare_exchange_strong(first, now) && now - first > kSameWish.count()) {
+    dieOfSignal(signal);
+  }
+  wake();
   errno = savedErrno;
+}
+
+extern "C" void notePause(int) {
+  const int savedErrno = errno;
+  togglePause();
+  errno = savedErrno;
+}
+
+void handle(int signal, void (*handler)(int), int flags) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = flags;
+  sigaction(signal, &action, nullptr);
+}
+
+bool isIgnored(int signal) {
+  struct sigaction action = {};
+  sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
+}
+
+void sleepUntilWoken(Clock::time_point moment) {
+  using std::chrono::milliseconds;
+  const auto left = std::chrono::ceil<milliseconds>(moment - Clock::now());
+  const milliseconds wait = std::clamp(left, milliseconds::zero(), milliseconds(60000));
+  pollfd ready = {wakeRead, POLLIN, 0};
+  if (poll(&ready, 1, static_cast<int>(wait.count())) > 0) {
+    std::array<char, 64> bytes{};
+    [[maybe_unused]] const ssize_t taken = read(wakeRead, bytes.data(), bytes.size());
+  }
 }
 
 }  // namespace
 
-void listenForInterruption() {
+void listenForSignals() {
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
     wakeRead = ends[0];
     wakeWrite = ends[1];
   }
-  struct sigaction action = {};
-  action.sa_handler = noteInterruption;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);  // no SA_RESTART: a blocked read has to end
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaction(signal, &action, nullptr);
+  // No SA_RESTART: a blocked read has to end.
+  handle(SIGINT, noteEnd, 0);
+  handle(SIGTERM, noteEnd, 0);
+  if (!isIgnored(SIGHUP)) {
+    handle(SIGHUP, noteEnd, 0);
   }
+  handle(SIGUSR2, notePause, static_cast<int>(SA_RESTART));
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-bool isInterrupted() { return interrupted; }
+bool isInterrupted() { return endWishedMs != kNever; }
 
-bool sleepUntil(std::chrono::steady_clock::time_point moment) {
-  using std::chrono::milliseconds;
+// By a signal, because that also ends a read that blocks.
+void requestEnd() {
+  if (!isInterrupted()) {
+    kill(getpid(), SIGTERM);
+  }
+}
+
+bool isPauseWished() { return pauseToggles % 2 == 1; }
+
+void togglePause() {
+  ++pauseToggles;
+  wake();
+}
+
+bool sleepUntil(Clock::time_point moment) {
   while (!isInterrupted()) {
-    const auto left = std::chrono::ceil<milliseconds>(moment - std::chrono::steady_clock::now());
-    if (left <= milliseconds::zero()) {
+    if (Clock::now() >= moment) {
       return true;
     }
-    pollfd wake = {wakeRead, POLLIN, 0};
-    poll(&wake, 1, static_cast<int>(std::min(left, milliseconds(60000)).count()));
+    sleepUntilWoken(moment);
   }
   return false;
+}
+
+void sleepUntilWish(Clock::time_point moment) {
+  const unsigned toggles = pauseToggles;
+  while (!isInterrupted() && pauseToggles == toggles && Clock::now() < moment) {
+    sleepUntilWoken(moment);
+  }
 }
 
 }  // namespace vxrecord

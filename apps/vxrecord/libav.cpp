@@ -1,5 +1,6 @@
 #include "libav.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -22,8 +23,8 @@ constexpr std::size_t kLongestMessage = 1024;
 /// FFmpeg calls its log from any of its threads.
 struct Messages {
   std::mutex mutex;
-  std::string lastError;  // guarded by mutex
-  bool showAll = false;   // set before FFmpeg is used
+  std::string lastError;          // guarded by mutex
+  int shownLevel = AV_LOG_QUIET;  // set before FFmpeg is used
 };
 
 Messages& messages() {
@@ -33,7 +34,7 @@ Messages& messages() {
 
 void keepMessage(void* context, int level, const char* format, va_list arguments) {
   Messages& shared = messages();
-  if (level > (shared.showAll ? AV_LOG_WARNING : AV_LOG_ERROR)) {
+  if (level > std::max(shared.shownLevel, AV_LOG_ERROR)) {
     return;
   }
   std::array<char, kLongestMessage> line{};
@@ -45,7 +46,7 @@ void keepMessage(void* context, int level, const char* format, va_list arguments
     text.pop_back();
   }
   std::lock_guard lock(shared.mutex);
-  if (shared.showAll) {
+  if (level <= shared.shownLevel) {
     std::fprintf(stderr, "%s\n", text.c_str());
   }
   if (level <= AV_LOG_ERROR && !text.empty()) {
@@ -78,8 +79,10 @@ LibavPointer<AVPacket> makePacket() {
   return packet;
 }
 
-void catchLibavMessages(bool showAll) {
-  messages().showAll = showAll;
+void catchLibavMessages(LibavTalk talk) {
+  if (talk != LibavTalk::nothing) {
+    messages().shownLevel = talk == LibavTalk::everything ? AV_LOG_VERBOSE : AV_LOG_WARNING;
+  }
   av_log_set_callback(keepMessage);
 }
 

@@ -1,6 +1,7 @@
 // FFmpeg's objects with an owner, and its messages.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -28,8 +29,10 @@ using LibavPointer = std::unique_ptr<T, LibavDeleter>;
 LibavPointer<AVFrame> makeFrame();
 LibavPointer<AVPacket> makePacket();
 
-/// Takes FFmpeg's messages off standard error; with `showAll` its warnings are shown there.
-void catchLibavMessages(bool showAll);
+/// Which of FFmpeg's messages are shown on standard error.
+enum class LibavTalk : std::uint8_t { nothing, warnings, everything };
+/// Takes the others off it. Before FFmpeg is used.
+void catchLibavMessages(LibavTalk talk);
 /// What `code` means, with the last error message behind it where FFmpeg gave one since the last
 /// call. Thread: any.
 std::string libavErrorText(int code);

@@ -1,17 +1,21 @@
 // vxrecord: records a file, an address, a display or a test picture into one MP4 file.
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "VXVideoRecorder/VXVideoRecorderFramework.h"
+#include "display_list.h"
 #include "input.h"
 #include "interruption.h"
 #include "libav.h"
+#include "manual.h"
 #include "options.h"
 #include "output_place.h"
 #include "recording.h"
 #include "result.h"
+#include "terminal_keys.h"
 
 namespace {
 
@@ -43,11 +47,22 @@ int report(const Options& options, const RunResult& result, const std::string& i
   return exitWith(exitStatusOf(result));
 }
 
+LibavTalk libavTalk(Talk talk) {
+  if (talk == Talk::debug) {
+    return LibavTalk::everything;
+  }
+  return talk == Talk::verbose ? LibavTalk::warnings : LibavTalk::nothing;
+}
+
 int record(const Options& options) {
-  catchLibavMessages(options.talk == Talk::verbose);
-  listenForInterruption();
+  catchLibavMessages(libavTalk(options.talk));
+  listenForSignals();
   if (options.folderLimitMegabytes > 0 && !options.fileNamePrefix) {
     std::fprintf(stderr, "vxrecord: --folder-limit deletes nothing without --file-name-prefix\n");
+  }
+  std::optional<TerminalKeys> keys;
+  if (options.input != "-") {
+    keys.emplace();
   }
   const std::unique_ptr<Input> input = openInput(options.input, options.audio);
   if (options.audio && !input->hasSound() && options.talk != Talk::quiet) {
@@ -55,18 +70,29 @@ int record(const Options& options) {
   }
   const OutputPlace place = outputPlaceFor(options);
   prepareOutputPlace(place, options.input);
-  const RunResult result = Recording(options, place, *input).run();
+  const bool hasKeys = keys && keys->isListening();
+  const RunResult result = Recording(options, place, *input, hasKeys).run();
+  keys.reset();
   return report(options, result, input->trouble());
+}
+
+int listDisplays() {
+  const std::string list = asLines(findDisplays());
+  std::fputs(list.empty() ? "no X display was found\n" : list.c_str(),
+             list.empty() ? stderr : stdout);
+  return exitWith(ExitStatus::done);
 }
 
 int runCommand(const Command& command) {
   switch (command.action) {
     case Command::Action::showHelp:
-      std::fputs(std::string(helpText()).c_str(), stdout);
+      std::fputs(helpText().c_str(), stdout);
       return exitWith(ExitStatus::done);
     case Command::Action::showVersion:
       std::printf("vxrecord %.1f\n", VXVideoRecorderFrameworkVersionNumber);
       return exitWith(ExitStatus::done);
+    case Command::Action::listDisplays:
+      return listDisplays();
     case Command::Action::record:
       break;
   }

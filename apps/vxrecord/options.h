@@ -18,8 +18,13 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// How much a run says on standard error.
-enum class Talk : std::uint8_t { quiet, normal, verbose };
+/// How much a run says on standard error, each more than the one before.
+enum class Talk : std::uint8_t {
+  quiet,    ///< errors
+  normal,   ///< progress and warnings
+  verbose,  ///< the input, the recorder's log, FFmpeg's warnings
+  debug,    ///< all that FFmpeg says
+};
 
 /// A stretch of the input's time that is not recorded.
 struct PauseWish {
@@ -46,7 +51,7 @@ struct Options {
 
 /// What the command line asks for.
 struct Command {
-  enum class Action : std::uint8_t { record, showHelp, showVersion };
+  enum class Action : std::uint8_t { record, listDisplays, showHelp, showVersion };
   Action action = Action::record;
   Options options;
 };
@@ -57,8 +62,5 @@ Command parseCommandLine(const std::vector<std::string>& words);
 
 /// Whether the words ask for JSON, also when they are wrong otherwise.
 bool asksForJson(const std::vector<std::string>& words);
-
-/// The text of --help.
-std::string_view helpText();
 
 }  // namespace vxrecord

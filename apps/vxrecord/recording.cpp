@@ -12,6 +12,8 @@ namespace {
 constexpr std::uint32_t kQuarterTurnBit = 8;  // of "multiVideoType"
 // How long a wait for room lasts before it looks whether the end was asked for.
 constexpr std::chrono::milliseconds kRoomWait{100};
+// How often the shown state is renewed while an input waits.
+constexpr std::chrono::milliseconds kPauseLook{200};
 // The last frame is worth more patience than one of many.
 constexpr std::chrono::seconds kLastFrameWait{10};
 
@@ -40,15 +42,15 @@ vx::NSDictionary frameDictionary(const PackedFrame& frame, const Options& option
 
 }  // namespace
 
-Recording::Recording(const Options& options, const OutputPlace& place, Input& input)
+Recording::Recording(const Options& options, const OutputPlace& place, Input& input, bool hasKeys)
     : _options(options),
       _place(place),
       _input(input),
       _start(std::chrono::steady_clock::now()),
-      _delegate(std::make_shared<RecordingDelegate>(options.talk == Talk::verbose)),
+      _delegate(std::make_shared<RecordingDelegate>(options.talk >= Talk::verbose)),
       _recorder(makeRecorder(options, place, _delegate)),
       _packer(options.pixelFormat),
-      _progress(options.talk, place.path()) {
+      _progress(options.talk, place.path(), hasKeys) {
   if (options.audio) {
     _sound.emplace(*_recorder, options);
   }
@@ -99,10 +101,16 @@ bool Recording::isOver(const MediaFrame& frame) const {
 /// False when the recording ends here.
 bool Recording::takePicture(const MediaFrame& frame) {
   const bool isBehindTheEnd = _options.durationMs && frame.timeMs >= *_options.durationMs;
-  if (isBehindTheEnd || !isWanted(frame)) {
+  if (isBehindTheEnd) {
     return true;
   }
   if (!waitForTurn(frame)) {
+    return false;
+  }
+  if (!isWanted(frame)) {
+    return true;
+  }
+  if (takesEveryFrame() && !waitForRoom()) {
     return false;
   }
   handOver(frame);
@@ -117,21 +125,35 @@ void Recording::takeSound(const MediaFrame& frame) {
 }
 
 bool Recording::isWanted(const MediaFrame& frame) {
-  if (!_options.pause || !isLeftOut(*_options.pause, frame.timeMs)) {
+  const bool isPlannedPause = _options.pause && isLeftOut(*_options.pause, frame.timeMs);
+  if (!isPlannedPause && !isPauseWished()) {
     return true;
   }
   if (!_isPausePending) {
     _isPausePending = true;
     _recorder->pause();
   }
+  if (_sound) {
+    _sound->pictureWasLeftOut(frame.timeMs);
+  }
+  showProgress();
   return false;
 }
 
+// An input that waits loses nothing by a pause; one that runs by the clock goes on meanwhile.
 bool Recording::waitForTurn(const MediaFrame& frame) {
   if (takesEveryFrame()) {
-    return waitForRoom();
+    return waitForPauseEnd();
   }
   return _input.isLive() || _pacer.waitFor(frame.timeMs);
+}
+
+bool Recording::waitForPauseEnd() {
+  while (isPauseWished() && !isInterrupted()) {
+    showProgress();
+    sleepUntilWish(std::chrono::steady_clock::now() + kPauseLook);
+  }
+  return !isInterrupted();
 }
 
 // Before the first frame there is no input yet, and a writer that failed makes no room any more.
@@ -162,7 +184,12 @@ void Recording::handOver(const MediaFrame& frame) {
     _sound->handOver(takesEveryFrame());
   }
   warnOfShortSpace();
-  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames()});
+  showProgress();
+}
+
+void Recording::showProgress() {
+  const bool isPaused = _isPausePending || isPauseWished();
+  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames(), isPaused});
 }
 
 bool Recording::isWriterWorking() {

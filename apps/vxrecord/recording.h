@@ -22,7 +22,8 @@ namespace vxrecord {
 
 class Recording {
  public:
-  Recording(const Options& options, const OutputPlace& place, Input& input);
+  /// `hasKeys`: whether keys are taken from a terminal, which a person is then told.
+  Recording(const Options& options, const OutputPlace& place, Input& input, bool hasKeys);
 
   /// Records until the input is over, the wished duration is reached or the end is asked for, and
   /// waits for the file to be complete.
@@ -36,9 +37,11 @@ class Recording {
   void takeSound(const MediaFrame& frame);
   bool isWanted(const MediaFrame& frame);
   bool waitForTurn(const MediaFrame& frame);
+  bool waitForPauseEnd();
   bool waitForRoom();
   void handOver(const MediaFrame& frame);
   bool isWriterWorking();
+  void showProgress();
   void warnOfShortSpace();
   void fail(std::string why);
   void finishSound();

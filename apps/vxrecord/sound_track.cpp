@@ -50,45 +50,66 @@ vx::AudioStreamBasicDescription streamDescription() {
 }  // namespace
 
 SoundTrack::SoundTrack(VXVideoRecorder& recorder, const Options& options)
-    : _recorder(recorder), _options(options) {}
+    : _recorder(recorder), _options(options) {
+  if (const auto& pause = options.pause) {
+    _pauses.push_back(
+        {soundSamplesAt(pause->atMs), soundSamplesAt(pause->atMs + pause->forMs), false});
+  }
+}
 
 void SoundTrack::take(const SoundBlock& block) {
   const std::int64_t end = _options.durationMs ? soundSamplesAt(*_options.durationMs) : kForever;
-  if (!_options.pause) {
-    keep(block.part(block.start, end), false);
-    return;
-  }
-  const PauseWish& pause = *_options.pause;
-  const std::int64_t pauseStart = soundSamplesAt(pause.atMs);
-  const std::int64_t pauseEnd = soundSamplesAt(pause.atMs + pause.forMs);
-  keep(block.part(block.start, std::min(end, pauseStart)), false);
-  keep(block.part(pauseEnd, end), true);
-}
-
-void SoundTrack::keep(SoundBlock block, bool isBehindPause) {
-  if (block.length() > 0) {
-    _pieces.push_back({std::move(block), isBehindPause});
+  SoundBlock piece = block.part(block.start, end);
+  if (piece.length() > 0) {
+    _pieces.push_back(std::move(piece));
   }
   codePieces();
+}
+
+void SoundTrack::pictureWasLeftOut(std::int64_t inputMs) {
+  const std::int64_t time = soundSamplesAt(inputMs);
+  if (_pauses.empty() || time < _pauses.front().from) {
+    _pauses.push_front({time, time, true});
+  }
+  Pause& pause = _pauses.front();
+  if (time >= pause.until) {
+    pause.until = time;
+    pause.endsWithAPicture = true;
+  }
+  leaveOut(pause);  // a pause may be long, its sound is not kept
 }
 
 void SoundTrack::pictureWasTaken(std::int64_t inputMs, std::int64_t leftOutMs) {
-  const bool isBehindPause = _options.pause && inputMs >= _options.pause->atMs;
-  std::optional<std::int64_t>& leftOut = isBehindPause ? _leftOutBehindPause : _leftOut;
-  if (!leftOut) {
-    leftOut = soundSamplesAt(leftOutMs);
+  const std::int64_t time = soundSamplesAt(inputMs);
+  while (!_pauses.empty() && _pauses.front().from <= time) {
+    Pause& pause = _pauses.front();
+    pause.until = pause.endsWithAPicture ? time : pause.until;
+    leaveOut(pause);
+    _pauses.pop_front();
   }
+  _leftOut = soundSamplesAt(leftOutMs);
   codePieces();
 }
 
+/// Codes what lies before the next pause.
 void SoundTrack::codePieces() {
-  while (!_pieces.empty()) {
-    Piece& piece = _pieces.front();
-    const auto& leftOut = piece.isBehindPause ? _leftOutBehindPause : _leftOut;
-    if (leftOut) {
-      piece.block.start -= *leftOut;
-      _coder.add(piece.block);
-    } else if (piece.isBehindPause || !_leftOutBehindPause) {
+  const std::int64_t until = _pauses.empty() ? kForever : _pauses.front().from;
+  while (_leftOut && !_pieces.empty() && _pieces.front().start < until) {
+    SoundBlock piece = _pieces.front().part(_pieces.front().start, until);
+    _pieces.front() = _pieces.front().part(until, kForever);
+    if (_pieces.front().length() == 0) {
+      _pieces.pop_front();
+    }
+    piece.start -= *_leftOut;
+    _coder.add(piece);
+  }
+}
+
+void SoundTrack::leaveOut(const Pause& pause) {
+  codePieces();
+  while (!_pieces.empty() && _pieces.front().start < pause.until) {
+    _pieces.front() = _pieces.front().part(pause.until, kForever);
+    if (_pieces.front().length() > 0) {
       return;
     }
     _pieces.pop_front();

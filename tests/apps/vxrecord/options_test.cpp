@@ -50,6 +50,31 @@ TEST(Options, HelpAndVersionNeedNothingElse) {
 
 TEST(Options, FlagsTakeNoValue) { EXPECT_THROW(parsed({"--json=yes", "a"}), UsageError); }
 
+TEST(Options, AudioIsOffUnlessAskedFor) {
+  EXPECT_FALSE(parsed({"a"}).audio);
+  EXPECT_TRUE(parsed({"--audio", "a"}).audio);
+  EXPECT_TRUE(parsed({"a", "--audio"}).audio);
+  EXPECT_THROW(parsed({"--audio=aac", "a"}), UsageError);
+}
+
+TEST(Options, EachLetterVSaysMore) {
+  EXPECT_EQ(parsed({"-v", "a"}).talk, Talk::verbose);
+  EXPECT_EQ(parsed({"--verbose", "a"}).talk, Talk::verbose);
+  EXPECT_EQ(parsed({"-vv", "a"}).talk, Talk::debug);
+  EXPECT_EQ(parsed({"-v", "--verbose", "-v", "a"}).talk, Talk::debug);
+  EXPECT_EQ(parsed({"-q", "a"}).talk, Talk::quiet);
+  EXPECT_THROW(parsed({"-qv", "a"}), UsageError);
+}
+
+TEST(Options, LettersCountOnlyTogether) {
+  EXPECT_THROW(parsed({"-hx", "a"}), UsageError);
+  EXPECT_EQ(parseCommandLine({"-h"}).action, Command::Action::showHelp);
+}
+
+TEST(Options, ListsNeedNoInput) {
+  EXPECT_EQ(parseCommandLine({"--list-displays"}).action, Command::Action::listDisplays);
+}
+
 TEST(Options, QuietAndVerboseExcludeEachOther) {
   EXPECT_THROW(parsed({"--quiet", "--verbose", "a"}), UsageError);
   EXPECT_EQ(parsed({"--quiet", "--quiet", "a"}).talk, Talk::quiet);

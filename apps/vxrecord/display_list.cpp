@@ -1,0 +1,108 @@
+#include "display_list.h"
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string_view>
+
+namespace vxrecord {
+namespace {
+
+struct Disconnect {
+  void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+};
+
+std::string textOfError(int error) {
+  switch (error) {
+    case XCB_CONN_CLOSED_PARSE_ERR:
+      return "it is not the name of a display";
+    case XCB_CONN_CLOSED_INVALID_SCREEN:
+      return "it has no such screen";
+    default:
+      return "it does not answer, or this user may not use it (xhost, XAUTHORITY)";
+  }
+}
+
+void askForSize(DisplayState& display) {
+  int screenNumber = 0;
+  const std::unique_ptr<xcb_connection_t, Disconnect> connection(
+      xcb_connect(display.name.c_str(), &screenNumber));
+  if (const int error = xcb_connection_has_error(connection.get())) {
+    display.trouble = textOfError(error);
+    return;
+  }
+  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
+  for (; screens.rem > 1 && screenNumber > 0; --screenNumber) {
+    xcb_screen_next(&screens);
+  }
+  if (screens.rem > 0) {
+    display.width = screens.data->width_in_pixels;
+    display.height = screens.data->height_in_pixels;
+  }
+}
+
+/// The numbers of "X0", "X1", ... in order.
+std::set<int> displayNumbers(const std::string& folder) {
+  std::set<int> numbers;
+  std::error_code failed;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, failed)) {
+    const std::string name = entry.path().filename().string();
+    int number = 0;
+    const char* end = name.data() + name.size();
+    if (name.starts_with('X') && name.size() > 1) {
+      const auto [position, error] = std::from_chars(name.data() + 1, end, number);
+      if (error == std::errc{} && position == end && number >= 0) {
+        numbers.insert(number);
+      }
+    }
+  }
+  return numbers;
+}
+
+/// ":0" of ":0.1" and "unix:0.0".
+std::string withoutScreen(std::string_view name) {
+  const std::size_t colon = name.rfind(':');
+  const std::size_t dot = colon == std::string_view::npos ? colon : name.find('.', colon);
+  std::string display(name.substr(0, dot));
+  return display.starts_with("unix:") ? display.substr(4) : display;
+}
+
+}  // namespace
+
+std::vector<DisplayState> findDisplays(const std::string& socketFolder) {
+  std::vector<DisplayState> displays;
+  for (const int number : displayNumbers(socketFolder)) {
+    displays.emplace_back().name = ":" + std::to_string(number);
+  }
+  const char* ours = std::getenv("DISPLAY");
+  if (ours && *ours != '\0') {
+    const std::string name = withoutScreen(ours);
+    auto found = std::find_if(displays.begin(), displays.end(),
+                              [&](const DisplayState& display) { return display.name == name; });
+    if (found == displays.end()) {
+      found = displays.insert(displays.end(), DisplayState{ours, 0, 0, {}, false});
+    }
+    found->isOurs = true;
+  }
+  std::for_each(displays.begin(), displays.end(), askForSize);
+  return displays;
+}
+
+std::string asLines(const std::vector<DisplayState>& displays) {
+  std::string lines;
+  for (const DisplayState& display : displays) {
+    lines += "x11:" + display.name + "  ";
+    lines += display.trouble.empty()
+                 ? std::to_string(display.width) + "x" + std::to_string(display.height)
+                 : display.trouble;
+    lines += display.isOurs ? "  (DISPLAY)\n" : "\n";
+  }
+  return lines;
+}
+
+}  // namespace vxrecord

@@ -1,0 +1,130 @@
+#include "terminal_keys.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+
+#include "interruption.h"
+#include "terminal_mode.h"
+
+namespace vxrecord {
+namespace {
+
+// How often a program in the background looks whether the terminal has become its own; the shell
+// tells it with SIGCONT only if it was stopped.
+constexpr int kBackgroundLookMs = 1000;
+
+int wakeRead = -1;
+int wakeWrite = -1;
+
+void wake() {
+  const char byte = 0;
+  [[maybe_unused]] const ssize_t written = write(wakeWrite, &byte, 1);
+}
+
+extern "C" void noteContinuation(int) {
+  const int savedErrno = errno;
+  wake();
+  errno = savedErrno;
+}
+
+bool openWakePipe() {
+  int ends[2] = {-1, -1};
+  if (wakeRead < 0 && pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
+    wakeRead = ends[0];
+    wakeWrite = ends[1];
+  }
+  return wakeRead >= 0;
+}
+
+void listenForContinuation() {
+  struct sigaction action = {};
+  action.sa_handler = noteContinuation;
+  action.sa_flags = static_cast<int>(SA_RESTART);
+  sigaction(SIGCONT, &action, nullptr);
+  // A read in the moment in which the terminal is given to another fails instead of stopping us.
+  std::signal(SIGTTIN, SIG_IGN);
+}
+
+/// While it lives, threads begin with all signals blocked: those are for the main thread, whose
+/// blocking reads they have to end.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &_before);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t _before = {};
+};
+
+}  // namespace
+
+TerminalKeys::TerminalKeys() {
+  if (isatty(STDIN_FILENO) != 1 || !openWakePipe()) {
+    return;
+  }
+  guardKeyModeAgainstSignals();
+  listenForContinuation();
+  enterKeyMode();
+  const SignalsBlocked blocked;
+  _thread = std::thread([this] { listen(); });
+}
+
+TerminalKeys::~TerminalKeys() {
+  if (_thread.joinable()) {
+    _isOver = true;
+    wake();
+    _thread.join();
+    leaveKeyMode();
+  }
+}
+
+void TerminalKeys::listen() {
+  while (!_isOver) {
+    const bool isOurs = isTerminalOurs();
+    if (isOurs) {
+      enterKeyMode();
+    }
+    std::array<pollfd, 2> ready = {{{wakeRead, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    if (poll(ready.data(), isOurs ? 2 : 1, isOurs ? -1 : kBackgroundLookMs) <= 0) {
+      continue;
+    }
+    if (ready[0].revents != 0) {
+      std::array<char, 64> bytes{};
+      [[maybe_unused]] const ssize_t taken = read(wakeRead, bytes.data(), bytes.size());
+    }
+    if (isOurs && ready[1].revents != 0 && !takeKeys()) {
+      return;
+    }
+  }
+}
+
+/// False when no further key can come.
+bool TerminalKeys::takeKeys() {
+  std::array<char, 64> keys{};
+  const ssize_t count = read(STDIN_FILENO, keys.data(), keys.size());
+  if (count < 0) {
+    return errno == EINTR || errno == EAGAIN || !isTerminalOurs();
+  }
+  for (ssize_t i = 0; i < count; ++i) {
+    const char key = keys[static_cast<std::size_t>(i)];
+    if (key == ' ') {
+      togglePause();
+    } else if (key == 'q' || key == 'Q') {
+      requestEnd();
+    }
+  }
+  return count > 0;
+}
+
+}  // namespace vxrecord
