@@ -1,13 +1,13 @@
 // Sound: what appendAudioSample costs the host's thread for each buffer, and what share of a whole
 // recording's processor time the sound takes: the same pictures with and without it, in turn.
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "bench/moving_picture.h"
-#include "bench/timing.h"
+#include "bench/harness/frame_source.h"
+#include "bench/harness/options.h"
+#include "bench/harness/report.h"
+#include "bench/harness/timing.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <future>
+#include <numeric>
 #include <string>
 
 namespace {
@@ -66,7 +66,7 @@ struct Cost {
 };
 
 vx::NSDictionary frameOf(const bench::MovingPicture& picture, std::size_t i) {
-  const std::vector<std::uint8_t>& bytes = picture.frame(i);
+  const std::span<const std::uint8_t> bytes = picture.frame(i);
   return {{"timestamp", static_cast<std::uint32_t>(i * kFrameMs)},
           {"frameBuffer", vx::NSData::dataWithBytesNoCopy(bytes.data(), bytes.size())},
           {"pixelFormatType", picture.format()},
@@ -114,39 +114,36 @@ Cost record(const bench::MovingPicture& picture, std::size_t frames, bool withSo
   return cost;
 }
 
-void measure(std::uint32_t width, std::uint32_t height, std::size_t frames, int rounds,
-             const std::string& folder) {
-  const bench::MovingPicture picture(width, height, vx::kCVPixelFormatType_420YpCbCr8Planar);
+void measure(std::uint32_t width, std::uint32_t height, const bench::Options& options) {
+  const bench::MovingPicture picture(width, height);
+  const auto frames = options.pick<std::size_t>(600, 200, 20);
+  const int rounds = options.pick(5, 2, 1);
   std::vector<double> with, without, appends, makes;
+  double hostSeconds = 0;
   for (int round = 0; round < rounds; ++round) {
-    without.push_back(record(picture, frames, false, folder).cpuSeconds);
-    const Cost cost = record(picture, frames, true, folder);
+    without.push_back(record(picture, frames, false, options.folder).cpuSeconds);
+    const Cost cost = record(picture, frames, true, options.folder);
     with.push_back(cost.cpuSeconds);
     appends.insert(appends.end(), cost.appends.begin(), cost.appends.end());
     makes.insert(makes.end(), cost.makes.begin(), cost.makes.end());
+    hostSeconds += std::accumulate(cost.appends.begin(), cost.appends.end(), 0.0);
   }
-  const double share = 1 - bench::median(without) / bench::median(with);
-  double hostSeconds = 0;
-  for (const double append : appends) {
-    hostSeconds += append;
-  }
-  std::printf("%4ux%-4u  %9.2f  %9.2f  %9.2f  %9.3f  %9.3f  %8.2f  %10.3f\n", width, height,
-              bench::median(makes) * 1e6, bench::median(appends) * 1e6,
-              bench::quantile(appends, 0.99) * 1e6, bench::median(without), bench::median(with),
-              share * 100, hostSeconds / rounds / bench::median(with) * 100);
+  const double recording = bench::median(with);
+  const auto figure = [&](const char* measure, double value, const char* unit) {
+    bench::report({"sound", picture.name(), measure, value, unit, {}});
+  };
+  figure("making a buffer, median", bench::median(makes) * 1e6, "us");
+  figure("append, median", bench::median(appends) * 1e6, "us");
+  figure("append, p99", bench::quantile(appends, 0.99) * 1e6, "us");
+  figure("share of the recording's CPU", (1 - bench::median(without) / recording) * 100, "%");
+  figure("appends' share of the recording's CPU", hostSeconds / rounds / recording * 100, "%");
+}
+
+void program(const bench::Options& options) {
+  measure(320, 240, options);
+  measure(1280, 720, options);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  const std::size_t frames = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 600;
-  const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
-  const std::string folder = (std::filesystem::temp_directory_path() / "vx-audio-bench").string();
-  std::printf("%zu frames, %d rounds; microseconds a buffer, processor seconds a recording\n",
-              frames, rounds);
-  std::printf("%9s  %9s  %9s  %9s  %9s  %9s  %8s  %10s\n", "frame", "make p50", "append50",
-              "append99", "silent", "sounding", "share %", "appends %");
-  measure(320, 240, frames, rounds, folder);
-  measure(1280, 720, frames, rounds, folder);
-  std::filesystem::remove_all(folder);
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, program); }

@@ -1,15 +1,15 @@
 // The folder quota over many recordings, as a ratio to the least that its rule costs: listing the
 // same folder and sorting it by time with two queries of the file system a comparison.
-// usage: quota_bench [FILES]   (100000 without an argument)
+// The number on the command line is the number of files.
+#include "bench/harness/options.h"
+#include "bench/harness/report.h"
+#include "bench/harness/timing.h"
 #include "storage/folder_quota.h"
 #include "tests/support/temporary_folder.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -17,13 +17,11 @@
 
 namespace {
 
-using Seconds = std::chrono::duration<double>;
-
 template <typename Work>
 double secondsFor(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
+  const auto start = bench::Clock::now();
   work();
-  return Seconds(std::chrono::steady_clock::now() - start).count();
+  return bench::secondsSince(start);
 }
 
 /// Recordings with times in no order, so that the sort has its usual work.
@@ -54,22 +52,28 @@ void listAndSortPlainly(const std::string& folder) {
   std::sort(entries.begin(), entries.end(), isNewer);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  constexpr int kRounds = 3;
-  const int files = argc > 1 ? std::atoi(argv[1]) : 100000;
+void program(const bench::Options& options) {
+  const int files =
+      options.count ? static_cast<int>(options.count) : options.pick(100000, 20000, 100);
   const TemporaryFolder folder;
   fill(folder, files);
-  double quota = 1e9;
-  double plain = 1e9;
-  for (int round = 0; round < kRounds; ++round) {
-    plain = std::min(plain, secondsFor([&] { listAndSortPlainly(folder.path()); }));
-    quota = std::min(quota, secondsFor([&] {
-                       // All files are empty, so all fit: every round finds the same folder.
-                       vx::storage::applyFolderQuota(folder.path(), "rec_", 1, "now.mp4");
-                     }));
+  std::vector<double> quota, plain;
+  for (int round = 0; round < options.pick(3, 3, 1); ++round) {
+    plain.push_back(secondsFor([&] { listAndSortPlainly(folder.path()); }));
+    // All files are empty, so all fit: every round finds the same folder.
+    quota.push_back(
+        secondsFor([&] { vx::storage::applyFolderQuota(folder.path(), "rec_", 1, "now.mp4"); }));
   }
-  std::printf("%d files: quota %.3f s, plain listing and sorting %.3f s, ratio %.2f\n", files,
-              quota, plain, quota / plain);
+  const std::string subject = std::to_string(files) + " files";
+  bench::report({"folder quota", subject, "quota", bench::median(quota), "s", {}});
+  bench::report({"folder quota",
+                 subject,
+                 "quota / plain listing and sorting",
+                 bench::median(quota) / bench::median(plain),
+                 "x",
+                 {}});
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, program); }

@@ -1,96 +1,122 @@
-// A whole recording, pushed as fast as it is taken: wall and CPU seconds against the same frames
-// through libavcodec and libavformat with equal encoder settings. Both sides run in turn.
-#include "VXVideoRecorder/VXVideoRecorder.h"
-#include "bench/libav_recorder.h"
-#include "bench/timing.h"
+// Whole recordings, pushed as fast as they are taken, by the recorder and by what one would use
+// instead: frames a second, processor seconds, quality, memory, bytes that are no pictures.
+#include "bench/contenders/recording_run.h"
+#include "bench/harness/file_reading.h"
+#include "bench/harness/options.h"
+#include "bench/harness/report.h"
+#include "bench/harness/timing.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <future>
+#include <algorithm>
 #include <string>
 
 namespace {
 
-struct Cost {
-  double wallSeconds;
-  double cpuSeconds;
-};
+using namespace bench;
 
-class DoneDelegate : public VXVideoRecorderDelegate {
- public:
-  void writeVideoFileDone() override { done.set_value(); }
-  std::promise<void> done;
-};
+constexpr double kMegabyte = 1e6;
 
-void recordWithRecorder(const bench::MovingPicture& picture, std::size_t frames,
-                        const std::string& folder) {
-  auto delegate = std::make_shared<DoneDelegate>();
-  auto recorder = VXVideoRecorder::initWithDelegate(delegate);
-  recorder->setStoragePath(folder);
-  recorder->setFilename("recorder.mp4");
-  for (std::size_t i = 0; i < frames; ++i) {
-    if (recorder->videoWriterInput()) {
-      recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(std::chrono::minutes(1));
+/// What was measured of one contender.
+struct Record {
+  explicit Record(std::string ofName) : name(std::move(ofName)) {}
+
+  std::string name;
+  std::vector<double> framesPerSecond, cpuSeconds, peakBytes, ssim, bitsPerSecond;
+  FileFacts file;
+
+  void add(const RunResult& run, const FrameSource& source, const RunOptions& options,
+           std::size_t ssimStep) {
+    framesPerSecond.push_back(run.framesPerSecond);
+    cpuSeconds.push_back(run.cpuSeconds);
+    peakBytes.push_back(static_cast<double>(run.peakBytes));
+    if (ssim.empty()) {  // the same pictures give the same file
+      ssim.push_back(meanSsim(options.settings.path, source, ssimStep));
     }
-    const std::vector<std::uint8_t>& bytes = picture.frame(i);
-    recorder->appendVideoSample(
-        {{"timestamp", static_cast<std::uint32_t>(i * 33)},
-         {"frameBuffer", vx::NSData::dataWithBytesNoCopy(bytes.data(), bytes.size())},
-         {"pixelFormatType", picture.format()},
-         {"width", picture.width()},
-         {"height", picture.height()},
-         {"bytesPerRow", picture.bytesPerRow()}});
+    file = factsOf(options.settings.path);
+    bitsPerSecond.push_back(static_cast<double>(file.mediaBytes) * 8 * options.framesPerSecond /
+                            static_cast<double>(file.frames));
   }
-  recorder->stop();
-  delegate->done.get_future().wait();
+};
+
+/// The best of the alternatives by one figure.
+template <typename Better>
+double best(const std::vector<Record>& others, std::vector<double> Record::*figure, Better better) {
+  double value = median(others.front().*figure);
+  for (const Record& other : others) {
+    const double candidate = median(other.*figure);
+    value = better(candidate, value) ? candidate : value;
+  }
+  return value;
 }
 
-Cost costOf(const std::function<void()>& run) {
-  const double cpuBefore = bench::cpuSeconds();
-  const auto start = bench::Clock::now();
-  run();
-  return {bench::secondsSince(start), bench::cpuSeconds() - cpuBefore};
-}
-
-void measure(std::uint32_t width, std::uint32_t height, std::size_t frames, int rounds,
-             const std::string& folder) {
-  const bench::MovingPicture picture(width, height, vx::kCVPixelFormatType_420YpCbCr8Planar);
-  std::vector<double> ownWall, ownCpu, otherWall, otherCpu;
-  for (int round = 0; round < rounds; ++round) {
-    const Cost own = costOf([&] { recordWithRecorder(picture, frames, folder); });
-    const Cost other =
-        costOf([&] { bench::recordWithLibav(picture, frames, folder + "/libav.mp4"); });
-    ownWall.push_back(own.wallSeconds);
-    ownCpu.push_back(own.cpuSeconds);
-    otherWall.push_back(other.wallSeconds);
-    otherCpu.push_back(other.cpuSeconds);
-  }
-  const auto bytes = [&](const char* name) {
-    return static_cast<double>(std::filesystem::file_size(folder + name)) * 1e-6;
+void reportEach(const std::string& subject, const Record& record) {
+  const auto figure = [&](const char* row, const char* what, double value, const char* unit) {
+    report({row, subject, record.name + what, value, unit, {}});
   };
-  std::printf("%4ux%-4u  %7.2f  %7.2f  %6.2f  %7.2f  %7.2f  %6.2f  %7.2f  %7.2f\n", width, height,
-              bench::median(ownWall), bench::median(otherWall),
-              bench::median(ownWall) / bench::median(otherWall), bench::median(ownCpu),
-              bench::median(otherCpu), bench::median(ownCpu) / bench::median(otherCpu),
-              bytes("/recorder.mp4"), bytes("/libav.mp4"));
+  figure("frames a second", "", median(record.framesPerSecond), "1/s");
+  figure("CPU", "", median(record.cpuSeconds), "s");
+  figure("quality", ", SSIM", median(record.ssim), "");
+  figure("quality", ", bit rate", median(record.bitsPerSecond) / kMegabyte, "Mbit/s");
+  figure("memory, queue full", "", median(record.peakBytes) / kMegabyte, "MB");
+  figure("non-media bytes, queue full", "", record.file.nonMediaShare() * 100, "%");
+}
+
+void compare(const std::string& subject, const Record& own, const std::vector<Record>& others) {
+  const double fastest = best(others, &Record::framesPerSecond, std::greater<>());
+  report({"frames a second", subject, "recorder / best alternative",
+          median(own.framesPerSecond) / fastest, "x", Goal::atLeast(1.00)});
+  const auto pipe = std::find_if(others.begin(), others.end(), [](const Record& other) {
+    return other.name == makeFfmpegPipe()->name();
+  });
+  report({"frames a second", subject, "recorder / ffmpeg pipe",
+          median(own.framesPerSecond) / median(pipe->framesPerSecond), "x", Goal::atLeast(1.15)});
+  report({"CPU", subject, "recorder / best alternative",
+          median(own.cpuSeconds) / best(others, &Record::cpuSeconds, std::less<>()), "x",
+          Goal::atMost(1.00)});
+}
+
+Record& recordOf(std::vector<Record>& records, const std::string& name) {
+  const auto found = std::find_if(records.begin(), records.end(),
+                                  [&](const Record& record) { return record.name == name; });
+  return found != records.end() ? *found : records.emplace_back(name);
+}
+
+void measure(const FrameSource& source, const Options& options) {
+  const bool isLarge = source.height() > 1080;
+  RunOptions run;
+  run.frames = options.count ? options.count
+                             : options.pick<std::size_t>(isLarge ? 120 : 300, isLarge ? 30 : 60, 5);
+  run.settings = {options.folder + "/recording.mp4", presetFor(source)};
+  const std::size_t ssimStep = 5;
+  Record own("recorder");
+  std::vector<Record> others;
+  for (int round = 0; round < options.pick(3, 1, 1); ++round) {
+    own.add(recordInChild(makeRecorder, source, run), source, run, ssimStep);
+    for (const ContenderFactory make : alternatives()) {
+      recordOf(others, make()->name()).add(recordInChild(make, source, run), source, run, ssimStep);
+    }
+  }
+  reportEach(source.name(), own);
+  for (const Record& other : others) {
+    reportEach(source.name(), other);
+  }
+  compare(source.name(), own, others);
+}
+
+void program(const Options& options) {
+  for (const auto& [width, height] : options.sizes()) {
+    const MovingPicture moving(width, height);
+    if (options.wants(moving.name())) {
+      measure(moving, options);
+    }
+    if (!options.clips.empty()) {
+      const DesktopClip desktop(DesktopClip::pathIn(options.clips, width, height), width, height);
+      if (options.wants(desktop.name())) {
+        measure(desktop, options);
+      }
+    }
+  }
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  const std::size_t frames = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 300;
-  const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
-  const std::string folder =
-      (std::filesystem::temp_directory_path() / "vx-recording-bench").string();
-  std::filesystem::create_directories(folder);
-  std::printf("%zu frames, medians of %d rounds; seconds, ratio to libav, megabytes\n", frames,
-              rounds);
-  std::printf("%-9s  %7s  %7s  %6s  %7s  %7s  %6s  %7s  %7s\n", "size", "wall", "libav", "x", "cpu",
-              "libav", "x", "MB", "libav");
-  measure(1280, 720, frames, rounds, folder);
-  measure(1920, 1080, frames, rounds, folder);
-  measure(3840, 2160, frames / 4, rounds, folder);
-  std::filesystem::remove_all(folder);
-}
+int main(int argc, char** argv) { return runProgram(argc, argv, program); }

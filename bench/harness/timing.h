@@ -1,4 +1,4 @@
-// Small tools of the benchmarks: clocks, medians, a table.
+// Clocks and statistics of the benchmarks.
 #pragma once
 
 #include <sys/resource.h>
@@ -16,14 +16,17 @@ inline double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// User and system time of the whole process.
+/// User and system time of the process, and of the programs that it started and that have ended.
 inline double cpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](timeval t) {
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  double sum = 0;
+  for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+    rusage usage{};
+    getrusage(who, &usage);
+    for (const timeval& t : {usage.ru_utime, usage.ru_stime}) {
+      sum += static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+    }
+  }
+  return sum;
 }
 
 /// The value below which `share` (0 to 1) of the samples lie.
