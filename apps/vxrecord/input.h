@@ -29,6 +29,7 @@ struct MediaFrame {
 
 enum class ReadResult : std::uint8_t {
   frame,        ///< a frame was read
+  idle,         ///< nothing new came for a moment; only from an input that can `repeat`
   end,          ///< the input is over
   interrupted,  ///< the end was asked for while the input had nothing
   broken,       ///< the input cannot be read any further; `trouble` tells why
@@ -44,6 +45,13 @@ class Input {
   virtual ReadResult read(MediaFrame& frame) = 0;
   /// True when frames come when they come and have to be taken at once.
   virtual bool isLive() const = 0;
+  /// The picture that an input shows right now, with the present time. False for an input that
+  /// brings every picture by itself, and before the first picture; an input that brings one only
+  /// when it changes repeats the last.
+  virtual bool repeat(MediaFrame&) { return false; }
+  /// Makes `read` return `idle` once when this time has come, with nothing read from then on
+  /// before; for inputs that can `repeat`. The last wish counts.
+  virtual void wakeAt(std::int64_t /*timeMs*/) {}
   /// Whether sound comes, if it was asked for.
   virtual bool hasSound() const { return false; }
   /// What went wrong while reading; empty when nothing did.

@@ -67,12 +67,14 @@ bool isIgnored(int signal) {
   return action.sa_handler == SIG_IGN;
 }
 
-void sleepUntilWoken(Clock::time_point moment) {
+/// Sleeps until woken, until `moment`, or until `descriptor` can be read; -1 is no descriptor.
+void sleepUntilWoken(Clock::time_point moment, int descriptor = -1) {
   using std::chrono::milliseconds;
   const auto left = std::chrono::ceil<milliseconds>(moment - Clock::now());
   const milliseconds wait = std::clamp(left, milliseconds::zero(), milliseconds(60000));
-  pollfd ready = {wakeRead, POLLIN, 0};
-  if (poll(&ready, 1, static_cast<int>(wait.count())) > 0) {
+  std::array<pollfd, 2> ready = {{{wakeRead, POLLIN, 0}, {descriptor, POLLIN, 0}}};
+  if (poll(ready.data(), ready.size(), static_cast<int>(wait.count())) > 0 &&
+      ready[0].revents != 0) {
     std::array<char, 64> bytes{};
     [[maybe_unused]] const ssize_t taken = read(wakeRead, bytes.data(), bytes.size());
   }
@@ -127,6 +129,11 @@ void sleepUntilWish(Clock::time_point moment) {
   while (!isInterrupted() && pauseToggles == toggles && Clock::now() < moment) {
     sleepUntilWoken(moment);
   }
+}
+
+// What wakes may come between a look at the wishes and the sleep; it then lies in the pipe.
+void waitUntilReadable(int descriptor, Clock::time_point moment) {
+  sleepUntilWoken(moment, descriptor);
 }
 
 }  // namespace vxrecord

@@ -32,4 +32,8 @@ bool sleepUntil(std::chrono::steady_clock::time_point moment);
 /// thread as `sleepUntil`.
 void sleepUntilWish(std::chrono::steady_clock::time_point moment);
 
+/// Sleeps until `descriptor` has something to read, at most until `moment`; the asked-for end wakes
+/// as well.
+void waitUntilReadable(int descriptor, std::chrono::steady_clock::time_point moment);
+
 }  // namespace vxrecord

@@ -10,8 +10,11 @@ ManualSection inputs() {
       "INPUT",
       {},
       {{"NAME", "a file or address that FFmpeg opens; \"-\" is standard input"},
-       {"x11:DISPLAY", "a live X display such as x11::0, up to 30 frames a second"},
+       {"x11:DISPLAY",
+        "a live X display such as x11::0: a frame whenever it changes, at most 60 a "
+        "second"},
        {"x11:DISPLAY+X,Y,WxH", "a part of it"},
+       {"x11:...@FPS", "at most so many frames a second"},
        {"test:WxH@FPS", "a built-in moving picture with a frame number in it"}},
       "A file is recorded as fast as the recorder takes it, without loss, its frame times kept "
       "to the millisecond. A live input runs by the clock; frames that come too fast are "

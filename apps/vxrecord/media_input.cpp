@@ -55,18 +55,12 @@ LibavPointer<AVFormatContext> openContext(const MediaAddress& address) {
     throw std::bad_alloc();
   }
   context->interrupt_callback = {endIsAskedFor, nullptr};
-  const AVInputFormat* format = nullptr;
-  if (!address.format.empty() && !(format = av_find_input_format(address.format.c_str()))) {
-    avformat_free_context(context);
-    throw InputError("this FFmpeg was built without " + address.format +
-                     "; install a libavdevice that has it");
-  }
   Dictionary options;
   for (const auto& [key, value] : address.options) {
     options.set(key, value);
   }
   // On failure the context is freed by the call.
-  const int result = avformat_open_input(&context, address.url.c_str(), format, options.get());
+  const int result = avformat_open_input(&context, address.url.c_str(), nullptr, options.get());
   if (result < 0) {
     throw InputError("cannot open " + address.shownName + ": " + libavErrorText(result) + "; " +
                      address.advice);
@@ -302,7 +296,7 @@ MediaAddress addressOfFile(const std::string& name, mode_t mode) {
 }  // namespace
 
 std::unique_ptr<Input> openMedia(const MediaAddress& address) {
-  avdevice_register_all();
+  avdevice_register_all();  // cameras
   return std::make_unique<MediaInput>(address);
 }
 

@@ -13,7 +13,6 @@ namespace vxrecord {
 /// What FFmpeg is told to open.
 struct MediaAddress {
   std::string url;
-  std::string format;  ///< empty: found out
   std::vector<std::pair<std::string, std::string>> options;
   bool isLive = false;
   bool withSound = false;  ///< the first sound stream, if there is one

@@ -1,8 +1,11 @@
 #include "recording.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <utility>
+#include <vector>
 
 #include "interruption.h"
 
@@ -14,6 +17,13 @@ constexpr std::uint32_t kQuarterTurnBit = 8;  // of "multiVideoType"
 constexpr std::chrono::milliseconds kRoomWait{100};
 // How often the shown state is renewed while an input waits.
 constexpr std::chrono::milliseconds kPauseLook{200};
+// An input that shows the same for this long has settled: its picture is handed over once more, so
+// that it is in the file and not only in the recorder's hands when the program is killed.
+constexpr std::int64_t kSettledMs = 500;
+// From then on at this interval, so that a crash does not take an hour of a still screen with it.
+constexpr std::int64_t kStandingMs = 10000;
+// A file ends this long behind the time of its last frame.
+constexpr std::int64_t kEndMs = 2;
 // The last frame is worth more patience than one of many.
 constexpr std::chrono::seconds kLastFrameWait{10};
 
@@ -62,6 +72,7 @@ RunResult Recording::run() {
   } catch (const std::exception& problem) {
     fail(problem.what());  // what was recorded so far is still completed
   }
+  handOverLast();
   _progress.finish();
   stop();
   return result();
@@ -69,8 +80,15 @@ RunResult Recording::run() {
 
 void Recording::readFrames() {
   MediaFrame frame;
+  planWake(0);
   while (!isInterrupted()) {
     const ReadResult read = _input.read(frame);
+    if (read == ReadResult::idle) {
+      if (!standStill()) {
+        return;
+      }
+      continue;
+    }
     if (read == ReadResult::broken) {
       fail(_input.trouble() + "; the recording holds what came before");
     }
@@ -124,20 +142,100 @@ void Recording::takeSound(const MediaFrame& frame) {
   }
 }
 
-bool Recording::isWanted(const MediaFrame& frame) {
-  const bool isPlannedPause = _options.pause && isLeftOut(*_options.pause, frame.timeMs);
-  if (!isPlannedPause && !isPauseWished()) {
-    return true;
-  }
+bool Recording::isPauseAt(std::int64_t inputMs) const {
+  return isPauseWished() || (_options.pause && isLeftOut(*_options.pause, inputMs));
+}
+
+void Recording::beginPause() {
   if (!_isPausePending) {
     _isPausePending = true;
     _recorder->pause();
   }
+}
+
+bool Recording::isWanted(const MediaFrame& frame) {
+  if (!isPauseAt(frame.timeMs)) {
+    return true;
+  }
+  beginPause();
   if (_sound) {
     _sound->pictureWasLeftOut(frame.timeMs);
   }
   showProgress();
   return false;
+}
+
+/// Lets an input that brings a picture only when it changes wake us at the next moment that the
+/// options name.
+void Recording::planWake(std::int64_t afterMs) {
+  std::vector<std::int64_t> moments;
+  if (_options.pause) {
+    moments = {_options.pause->atMs, _options.pause->atMs + _options.pause->forMs};
+  }
+  if (_options.durationMs) {
+    moments.push_back(*_options.durationMs);
+  }
+  std::erase_if(moments, [afterMs](std::int64_t moment) { return moment <= afterMs; });
+  if (!moments.empty()) {
+    _input.wakeAt(*std::min_element(moments.begin(), moments.end()));
+  }
+}
+
+/// The input shows the same as before. False when the recording ends here.
+bool Recording::standStill() {
+  MediaFrame frame;
+  if (!_input.repeat(frame)) {
+    return true;
+  }
+  if (_options.durationMs && frame.timeMs >= *_options.durationMs) {
+    return false;
+  }
+  followPause(frame.timeMs);
+  planWake(frame.timeMs);
+  const std::int64_t standsForMs = frame.timeMs - _clock.leftOutMs() - _clock.timeMs();
+  if (!_isPausePending && standsForMs >= (_hasSettled ? kStandingMs : kSettledMs)) {
+    handOver(frame);
+    _hasSettled = true;
+  }
+  showProgress(_isPausePending ? 0 : frame.timeMs - _clock.leftOutMs() - _clock.timeMs());
+  return isWriterWorking();
+}
+
+/// What stands when a pause begins has to be handed over, or its time would be the pause's; what
+/// stands when it ends is what comes next.
+void Recording::followPause(std::int64_t nowMs) {
+  const bool isPaused = isPauseAt(nowMs);
+  if (isPaused && !_isPausePending) {
+    const bool isPlanned = _options.pause && isLeftOut(*_options.pause, nowMs);
+    handOverStanding(isPlanned ? _options.pause->atMs - 1 : nowMs);
+    beginPause();
+  } else if (!isPaused && _isPausePending) {
+    handOverStanding(nowMs);
+  }
+}
+
+/// The picture that stands, as of now but not later than `latestMs`.
+void Recording::handOverStanding(std::int64_t latestMs) {
+  MediaFrame frame;
+  if (!_input.repeat(frame)) {
+    return;
+  }
+  frame.timeMs = std::min(frame.timeMs, latestMs);
+  if (frame.timeMs > _clock.timeMs() + _clock.leftOutMs()) {
+    handOver(frame);
+  }
+}
+
+/// The last picture lasts until the recording ends.
+void Recording::handOverLast() {
+  const auto& writer = _recorder->writer();
+  const bool isWritten = writer && writer->status() == vx::AVAssetWriterStatusWriting;
+  if (_isPausePending || !isWritten) {
+    return;
+  }
+  const auto end = _options.durationMs.value_or(std::numeric_limits<std::int64_t>::max());
+  _recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(kLastFrameWait);
+  handOverStanding(end - kEndMs);
 }
 
 // An input that waits loses nothing by a pause; one that runs by the clock goes on meanwhile.
@@ -176,6 +274,7 @@ void Recording::handOver(const MediaFrame& frame) {
   if (_delegate->lostFrames() == lostBefore) {
     _clock.accept(frame.timeMs, std::exchange(_isPausePending, false));
     ++_frames;
+    _hasSettled = false;
     if (_sound) {
       _sound->pictureWasTaken(frame.timeMs, _clock.leftOutMs());
     }
@@ -187,9 +286,9 @@ void Recording::handOver(const MediaFrame& frame) {
   showProgress();
 }
 
-void Recording::showProgress() {
+void Recording::showProgress(std::int64_t standsForMs) {
   const bool isPaused = _isPausePending || isPauseWished();
-  _progress.update({_clock.timeMs(), _frames, _delegate->lostFrames(), isPaused});
+  _progress.update({_clock.timeMs() + standsForMs, _frames, _delegate->lostFrames(), isPaused});
 }
 
 bool Recording::isWriterWorking() {

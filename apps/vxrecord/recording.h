@@ -36,12 +36,19 @@ class Recording {
   bool takePicture(const MediaFrame& frame);
   void takeSound(const MediaFrame& frame);
   bool isWanted(const MediaFrame& frame);
+  bool isPauseAt(std::int64_t inputMs) const;
+  void beginPause();
+  void planWake(std::int64_t afterMs);
+  bool standStill();
+  void followPause(std::int64_t nowMs);
+  void handOverStanding(std::int64_t latestMs);
+  void handOverLast();
   bool waitForTurn(const MediaFrame& frame);
   bool waitForPauseEnd();
   bool waitForRoom();
   void handOver(const MediaFrame& frame);
   bool isWriterWorking();
-  void showProgress();
+  void showProgress(std::int64_t standsForMs = 0);
   void warnOfShortSpace();
   void fail(std::string why);
   void finishSound();
@@ -61,6 +68,7 @@ class Recording {
   RecordingClock _clock;
   std::int64_t _frames = 0;
   bool _isPausePending = false;
+  bool _hasSettled = false;  // the picture that stands was handed over twice
   bool _hasWarnedOfSpace = false;
   bool _isDone = false;
   std::optional<std::string> _error;

@@ -70,6 +70,55 @@ TEST(VxrecordDisplay, KeepsTheMomentsOfTheFrames) {
   EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
 }
 
+TEST(VxrecordDisplay, StillScreenIsOnePictureThatLastsToTheEnd) {
+  const VirtualDisplay display;
+  const TemporaryFolder folder;
+  const ProgramResult run = runVxrecord(
+      {"--storage-path", folder.path(), "--duration", "3", "--json", "x11:" + display.name()});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_LE(jsonNumber(run.output, "frames"), 5);
+  EXPECT_EQ(readFile(folder / "Display_1.mp4").video().durationMs, 3000);
+}
+
+TEST(VxrecordDisplay, StillScreenIsInTheFileWhenTheProgramIsKilled) {
+  const VirtualDisplay display;
+  const TemporaryFolder folder;
+  Program program(vxrecordWith({"--storage-path", folder.path(), "x11:" + display.name()}));
+  const auto hasPicture = [&] {
+    try {
+      return !readFile(folder / "Display_1.mp4").videoTimesMs().empty();
+    } catch (const ReadError&) {
+      return false;
+    }
+  };
+  EXPECT_TRUE(waitUntil(hasPicture));
+  program.signal(SIGKILL);
+}
+
+TEST(VxrecordDisplay, PauseOnAStillScreenTakesASecondOfBlack) {
+  const VirtualDisplay display;
+  const TemporaryFolder folder;
+  const ProgramResult run =
+      runVxrecord({"--storage-path", folder.path(), "--duration", "5", "--pause-at", "1",
+                   "--pause-for", "3", "--json", "x11:" + display.name()});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_NEAR(static_cast<double>(readFile(folder / "Display_1.mp4").video().durationMs), 3000,
+              200);
+}
+
+TEST(VxrecordDisplay, MovingScreenKeepsToTheRate) {
+  const GearsDisplay display;
+  const TemporaryFolder folder;
+  const ProgramResult run = runVxrecord(
+      {"--storage-path", folder.path(), "--duration", "2", "x11:" + display.name() + "@10"});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const std::vector<std::int64_t> times = readFile(folder / "Display_1.mp4").videoTimesMs();
+  ASSERT_GE(times.size(), 3u);
+  for (std::size_t i = 2; i < times.size() - 1; ++i) {  // the last one closes the recording
+    EXPECT_GE(times[i] - times[i - 1], 99) << i;
+  }
+}
+
 TEST(VxrecordDisplay, RecordsAPartOfOddSize) {
   const GearsDisplay display;
   const TemporaryFolder folder;
@@ -86,7 +135,8 @@ TEST(VxrecordDisplay, AreaBeyondTheScreenIsRefused) {
   const VirtualDisplay display;
   const ProgramResult run = runVxrecord({"x11:" + display.name() + "+600,0,100x100"});
   EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.errors, testing::HasSubstr("outside the screen size"));
+  EXPECT_THAT(run.errors, testing::HasSubstr("lies outside the screen of " + display.name() +
+                                             ", which is 640x480"));
 }
 
 TEST(VxrecordDisplay, EndsWithASignal) {

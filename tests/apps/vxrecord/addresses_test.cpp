@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "input.h"
 #include "test_input.h"
-#include "x11_input.h"
+#include "x11_address.h"
 
 namespace vxrecord {
 namespace {
@@ -10,6 +11,7 @@ TEST(DisplayAddress, WholeScreen) {
   const DisplayAddress address = parseDisplayAddress(":7");
   EXPECT_EQ(address.display, ":7");
   EXPECT_FALSE(address.area);
+  EXPECT_EQ(address.framesPerSecond, 60u);
 }
 
 TEST(DisplayAddress, PartOfARemoteScreen) {
@@ -22,9 +24,18 @@ TEST(DisplayAddress, PartOfARemoteScreen) {
   EXPECT_EQ(address.area->height, 480u);
 }
 
+TEST(DisplayAddress, RateStandsBehindAtSign) {
+  EXPECT_EQ(parseDisplayAddress(":0@15").framesPerSecond, 15u);
+  const DisplayAddress part = parseDisplayAddress(":0+1,2,3x4@120");
+  EXPECT_EQ(part.framesPerSecond, 120u);
+  ASSERT_TRUE(part.area);
+  EXPECT_EQ(part.area->height, 4u);
+}
+
 TEST(DisplayAddress, AnythingElseIsRefused) {
-  for (const char* text : {"", "0", ":0+", ":0+1,2", ":0+1,2,3", ":0+1,2,0x4", ":0+1,2,3x4x",
-                           ":0+-1,2,3x4", ":0+1,2,3x4 "}) {
+  for (const char* text :
+       {"", "0", ":0+", ":0+1,2", ":0+1,2,3", ":0+1,2,0x4", ":0+1,2,3x4x", ":0+-1,2,3x4",
+        ":0+1,2,3x4 ", ":0+40000,0,1x1", ":0@", ":0@0", ":0@1001", ":0@x", ":0@30+1,2,3x4"}) {
     EXPECT_THROW(parseDisplayAddress(text), InputError) << text;
   }
 }
