@@ -44,6 +44,11 @@ std::string bashCase(const OptionEntry& option) {
   } else if (option.completion == Completion::words) {
     reply = "mapfile -t COMPREPLY < <(compgen -W " + shellQuoted(joined(option.words)) +
             " -- \"$word\"); return";
+  } else if (option.completion == Completion::encoders) {
+    reply =
+        "mapfile -t COMPREPLY < <(compgen -W \"$(\"${COMP_WORDS[0]}\" --list-encoders 2>/dev/null "
+        "| "
+        "cut -d ' ' -f 1)\" -- \"$word\"); return";
   }
   return "    " + std::string(option.name) + ") " + reply + " ;;\n";
 }
@@ -64,6 +69,8 @@ std::string zshLine(const OptionEntry& option) {
     action = "_directories";
   } else if (option.completion == Completion::words) {
     action = "(" + joined(option.words) + ")";
+  } else if (option.completion == Completion::encoders) {
+    action = "_vxrecord_encoders";
   }
   const std::string value = option.value.empty() ? "" : ":" + zshText(option.value) + ":" + action;
   const std::string name(option.name);
@@ -84,6 +91,8 @@ std::string fishLine(const OptionEntry& option) {
     line += " -a '(__fish_complete_directories)'";
   } else if (option.completion == Completion::words) {
     line += " -a " + shellQuoted(joined(option.words));
+  } else if (option.completion == Completion::encoders) {
+    line += " -a '(vxrecord --list-encoders 2>/dev/null | string replace -r \" .*\" \"\")'";
   }
   return line + " -d " + shellQuoted(shortText(option)) + "\n";
 }
@@ -145,6 +154,9 @@ _vxrecord_input() {
   displays=(${${(f)"$(_call_program displays vxrecord --list-displays 2>/dev/null)"}%% *})
   _alternative 'files:file:_files' "displays:display:compadd -a displays" \
     'tests:test picture:(test\:1280x720@30)'
+}
+_vxrecord_encoders() {
+  compadd -- ${${(f)"$(_call_program encoders vxrecord --list-encoders 2>/dev/null)"}%% *}
 }
 _arguments -s -S \
 )sh" + lines +

@@ -9,6 +9,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
 #include <libswresample/swresample.h>
@@ -57,6 +58,7 @@ void keepMessage(void* context, int level, const char* format, va_list arguments
 }  // namespace
 
 void LibavDeleter::operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+void LibavDeleter::operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
 void LibavDeleter::operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 void LibavDeleter::operator()(AVFrame* frame) const { av_frame_free(&frame); }
 void LibavDeleter::operator()(AVPacket* packet) const { av_packet_free(&packet); }

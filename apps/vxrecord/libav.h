@@ -6,6 +6,7 @@
 #include <string>
 
 struct AVCodecContext;
+struct AVFilterGraph;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
@@ -16,6 +17,7 @@ namespace vxrecord {
 
 struct LibavDeleter {
   void operator()(AVCodecContext* context) const;
+  void operator()(AVFilterGraph* graph) const;
   void operator()(AVFormatContext* context) const;
   void operator()(AVFrame* frame) const;
   void operator()(AVPacket* packet) const;

@@ -7,6 +7,7 @@
 
 #include "VXVideoRecorder/VXVideoRecorderFramework.h"
 #include "display_list.h"
+#include "encoder_list.h"
 #include "input.h"
 #include "interruption.h"
 #include "libav.h"
@@ -68,6 +69,9 @@ int record(const Options& options) {
   if (options.audio && !input->hasSound() && options.talk != Talk::quiet) {
     std::fprintf(stderr, "vxrecord: the input has no sound; the recording will have none\n");
   }
+  if (options.encoder) {
+    chooseEncoder(*options.encoder);
+  }
   const OutputPlace place = outputPlaceFor(options);
   prepareOutputPlace(place, options.input);
   const bool hasKeys = keys && keys->isListening();
@@ -93,6 +97,9 @@ int runCommand(const Command& command) {
       return exitWith(ExitStatus::done);
     case Command::Action::listDisplays:
       return listDisplays();
+    case Command::Action::listEncoders:
+      std::fputs(encoderLines(command.options.talk >= Talk::verbose).c_str(), stdout);
+      return exitWith(ExitStatus::done);
     case Command::Action::record:
       break;
   }

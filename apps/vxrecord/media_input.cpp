@@ -14,6 +14,7 @@
 #include "interruption.h"
 #include "sound_converter.h"
 #include "stream_decoder.h"
+#include "upright.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -101,6 +102,26 @@ AVStream* chooseSound(AVFormatContext& context, bool withSound) {
   return nullptr;
 }
 
+std::optional<DisplayMatrix> matrixIn(const std::uint8_t* bytes, std::size_t size) {
+  DisplayMatrix matrix;
+  if (!bytes || size < sizeof(matrix.numbers)) {
+    return std::nullopt;
+  }
+  std::memcpy(matrix.numbers.data(), bytes, sizeof(matrix.numbers));
+  return matrix;
+}
+
+std::optional<DisplayMatrix> matrixOf(const AVStream& stream) {
+  std::size_t size = 0;
+  const std::uint8_t* bytes = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+  return matrixIn(bytes, size);
+}
+
+std::optional<DisplayMatrix> matrixOf(const AVFrame& picture) {
+  const AVFrameSideData* data = av_frame_get_side_data(&picture, AV_FRAME_DATA_DISPLAYMATRIX);
+  return data ? matrixIn(data->data, data->size) : std::nullopt;
+}
+
 FrameClock clockOf(AVFormatContext& context, AVStream& stream) {
   AVRational rate = av_guess_frame_rate(&context, &stream, nullptr);
   if (rate.num <= 0 || rate.den <= 0) {
@@ -118,6 +139,7 @@ class MediaInput : public Input {
         _context(openContext(address)),
         _video(chooseVideo(*_context, address.shownName)),
         _decoder(_video),
+        _matrix(matrixOf(_video)),
         _clock(clockOf(*_context, _video)),
         _sound(chooseSound(*_context, address.withSound)),
         _packet(makePacket()) {
@@ -135,6 +157,7 @@ class MediaInput : public Input {
   enum class Step : std::uint8_t { goOn, interrupted, broken };
   Step sendNextPacket();
   void take(AVFrame& picture, MediaFrame& frame);
+  LibavPointer<AVFrame> upright(LibavPointer<AVFrame> picture);
   bool readSound(MediaFrame& frame);
 
   bool _isLive;
@@ -142,6 +165,8 @@ class MediaInput : public Input {
   LibavPointer<AVFormatContext> _context;
   AVStream& _video;
   StreamDecoder _decoder;
+  std::optional<DisplayMatrix> _matrix;  // of the container
+  UprightPictures _upright;
   FrameClock _clock;
   AVStream* _sound;
   std::optional<StreamDecoder> _soundDecoder;
@@ -158,7 +183,7 @@ ReadResult MediaInput::read(MediaFrame& frame) {
     switch (_decoder.receive(*picture)) {
       case StreamDecoder::Result::frame:
         take(*picture, frame);
-        frame.picture = std::move(picture);
+        frame.picture = upright(std::move(picture));
         return ReadResult::frame;
       case StreamDecoder::Result::end:
         if (readSound(frame)) {
@@ -178,6 +203,12 @@ ReadResult MediaInput::read(MediaFrame& frame) {
       return ReadResult::interrupted;
     }
   }
+}
+
+LibavPointer<AVFrame> MediaInput::upright(LibavPointer<AVFrame> picture) {
+  const AVRational shape = av_guess_sample_aspect_ratio(_context.get(), &_video, picture.get());
+  const std::optional<DisplayMatrix> matrix = matrixOf(*picture);
+  return _upright.turned(std::move(picture), shape.num, shape.den, matrix ? matrix : _matrix);
 }
 
 void MediaInput::take(AVFrame& picture, MediaFrame& frame) {

@@ -55,23 +55,34 @@ std::vector<OptionEntry> placeOptions() {
   return entries;
 }
 
+OptionEntry encoderOption() {
+  OptionEntry entry =
+      setting("--encoder", "NAME",
+              "what codes the pictures, one of --list-encoders; auto takes hardware where it works",
+              [](Line& line, Text text) { line.command.options.encoder = text; });
+  entry.completion = Completion::encoders;
+  return entry;
+}
+
+OptionEntry pixelFormatOption() {
+  OptionEntry entry = setting(
+      "--pixel-format", "CODE",
+      "how frames reach the recorder: " + pixelFormatNames() +
+          " (y420 is the default; it keeps no colour of its own for the last column of an "
+          "odd width)",
+      [](Line& line, Text text) { line.command.options.pixelFormat = parsePixelFormat(text); });
+  entry.completion = Completion::words;
+  entry.words = pixelFormatWords();
+  return entry;
+}
+
 std::vector<OptionEntry> pictureOptions() {
-  std::vector<OptionEntry> entries = {
-      flag("--audio", "",
-           "record the first sound of INPUT as well, as AAC; test: beeps each second",
-           [](Line& line, Text) { line.command.options.audio = true; }),
-      flag("--rotate", "", "show the recording turned by 90 degrees",
-           [](Line& line, Text) { line.command.options.rotate = true; }),
-      setting("--pixel-format", "CODE",
-              "how frames reach the recorder: " + pixelFormatNames() +
-                  " (y420 is the default; it keeps no colour of its own for the last column of an "
-                  "odd width)",
-              [](Line& line, Text text) {
-                line.command.options.pixelFormat = parsePixelFormat(text);
-              })};
-  entries.back().completion = Completion::words;
-  entries.back().words = pixelFormatWords();
-  return entries;
+  return {flag("--audio", "",
+               "record the first sound of INPUT as well, as AAC; test: beeps each second",
+               [](Line& line, Text) { line.command.options.audio = true; }),
+          flag("--rotate", "", "show the recording turned by 90 degrees",
+               [](Line& line, Text) { line.command.options.rotate = true; }),
+          encoderOption(), pixelFormatOption()};
 }
 
 std::vector<OptionEntry> timeOptions() {
@@ -103,6 +114,10 @@ std::vector<OptionEntry> talkOptions() {
       flag("--verbose", "-v",
            "show the recorder's own log and FFmpeg's warnings; twice (-vv) all that FFmpeg says",
            [](Line& line, Text) { ++line.verbosity; }),
+      flag("--list-encoders", "",
+           "list the encoders that --encoder takes, and whether this machine can use them; with -v "
+           "before it also what their licences ask",
+           [](Line& line, Text) { line.command.action = Action::listEncoders; }),
       flag("--list-displays", "", "list the X displays that can be recorded, with their sizes",
            [](Line& line, Text) { line.command.action = Action::listDisplays; }),
       flag("--version", "", "print the version",

@@ -22,7 +22,7 @@ struct CommandLine {
 };
 
 /// What a shell offers for an option's value.
-enum class Completion : std::uint8_t { nothing, folders, words };
+enum class Completion : std::uint8_t { nothing, folders, words, encoders };
 
 struct OptionEntry {
   std::string_view name;    ///< "--duration"

@@ -40,6 +40,7 @@ Command Parser::parse() {
   while (_next < _words.size()) {
     takeWord(_words[_next++]);
     if (_line.command.action != Command::Action::record) {
+      joinTalk();
       return _line.command;
     }
   }

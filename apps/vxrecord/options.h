@@ -22,7 +22,7 @@ class UsageError : public std::runtime_error {
 enum class Talk : std::uint8_t {
   quiet,    ///< errors
   normal,   ///< progress and warnings
-  verbose,  ///< the input, the recorder's log, FFmpeg's warnings
+  verbose,  ///< the recorder's log, FFmpeg's warnings
   debug,    ///< all that FFmpeg says
 };
 
@@ -41,6 +41,7 @@ struct Options {
   std::uint64_t folderLimitMegabytes = 0;
   bool audio = false;
   bool rotate = false;
+  std::optional<std::string> encoder;
   PixelFormat pixelFormat = defaultPixelFormat();
   std::optional<std::int64_t> durationMs;
   std::optional<PauseWish> pause;
@@ -51,7 +52,7 @@ struct Options {
 
 /// What the command line asks for.
 struct Command {
-  enum class Action : std::uint8_t { record, listDisplays, showHelp, showVersion };
+  enum class Action : std::uint8_t { record, listDisplays, listEncoders, showHelp, showVersion };
   Action action = Action::record;
   Options options;
 };

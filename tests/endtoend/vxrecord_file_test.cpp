@@ -137,6 +137,34 @@ TEST_F(VxrecordFile, RotateTurnsTheTrack) {
   EXPECT_DOUBLE_EQ(readFile(path).video().rotationDegrees, 90);
 }
 
+TEST_F(VxrecordFile, RotatedInputIsRecordedUpright) {
+  const std::string plain = folder / "plain.mp4";
+  const std::string turned = folder / "turned.mp4";
+  // Left half red, right half blue; to be seen a quarter turn clockwise: the top is red.
+  makeWithFFmpeg({"-f", "lavfi", "-i", "color=red:size=64x96:rate=25:duration=0.2", "-f", "lavfi",
+                  "-i", "color=blue:size=64x96:rate=25:duration=0.2", "-filter_complex", "hstack",
+                  "-c:v", "libx264", "-qp", "1", plain});
+  makeWithFFmpeg({"-i", plain, "-c", "copy", "-metadata:s:v", "rotate=270", turned});
+  ASSERT_DOUBLE_EQ(readFile(turned).video().rotationDegrees, 90);
+  const std::string path = record(turned);
+  const Track track = readFile(path).video();
+  EXPECT_EQ(track.width, 96);
+  EXPECT_EQ(track.height, 128);
+  EXPECT_DOUBLE_EQ(track.rotationDegrees, 0);
+  const Picture picture = decodePictures(path).back();
+  EXPECT_LE(distance(picture.at(48, 20), {255, 0, 0}), 6);
+  EXPECT_LE(distance(picture.at(48, 108), {0, 0, 255}), 6);
+}
+
+TEST_F(VxrecordFile, InputWithWidePixelsGetsSquareOnes) {
+  const std::string input = folder / "wide.mkv";
+  makeWithFFmpeg({"-f", "lavfi", "-i", "testsrc=size=72x58:rate=25:duration=0.2", "-vf",
+                  "setsar=64/45", "-c:v", "ffv1", input});
+  const Track track = readFile(record(input)).video();
+  EXPECT_EQ(track.width, 102);
+  EXPECT_EQ(track.height, 58);
+}
+
 TEST_F(VxrecordFile, PauseLeavesAPartOutAndIsOneSecondOfBlack) {
   const std::string path =
       record("test:160x120@10", {"--duration", "5", "--pause-at", "1", "--pause-for", "3"});

@@ -114,6 +114,65 @@ TEST_P(Signals, EndTheRecordingCleanly) {
   EXPECT_EQ(static_cast<std::int64_t>(numbers.size()), jsonNumber(program.output(), "frames"));
 }
 
+TEST(VxrecordResult, Usr2PausesAndResumes) {
+  const TemporaryFolder folder;
+  Program program(vxrecordWith({"--storage-path", folder.path(), "--realtime", "test:160x120@30"}));
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > 0; }));
+  const auto count = [&](const std::string& text) {
+    const std::string errors = program.errors();
+    return errors.find(text, std::max(errors.rfind("frames"), std::size_t{40}) - 40);
+  };
+  program.signal(SIGUSR2);
+  ASSERT_TRUE(waitUntil([&] { return count("paused") != std::string::npos; }));
+  program.signal(SIGUSR2);
+  ASSERT_TRUE(waitUntil([&] { return count("paused") == std::string::npos; }));
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  const std::vector<std::int64_t> numbers = frameNumbers(folder / "Display_1.mp4");
+  EXPECT_EQ(std::count(numbers.begin(), numbers.end(), -1), 1);
+}
+
+TEST(VxrecordResult, WishesToEndWithinASecondAreOne) {
+  const TemporaryFolder folder;
+  Program program(
+      vxrecordWith({"--storage-path", folder.path(), "--realtime", "--json", "test:160x120@30"}));
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > 0; }));
+  for (const int signal : {SIGINT, SIGINT, SIGTERM, SIGHUP}) {
+    program.signal(signal);
+  }
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  EXPECT_EQ(static_cast<std::int64_t>(frameNumbers(folder / "Display_1.mp4").size()),
+            jsonNumber(program.output(), "frames"));
+}
+
+TEST(VxrecordResult, HangUpIsIgnoredWhereItWasBefore) {
+  const TemporaryFolder folder;
+  std::vector<std::string> words =
+      vxrecordWith({"--storage-path", folder.path(), "--realtime", "test:160x120@30"});
+  words.insert(words.begin(), "nohup");
+  Program program(words);
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > 0; }));
+  program.signal(SIGHUP);
+  const std::int64_t before = lastProgressMs(program.errors());
+  EXPECT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) > before + 1000; }));
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(VxrecordResult, EncoderIsChosenByName) {
+  const TemporaryFolder folder;
+  const ProgramResult wrong = runVxrecord({"--encoder", "none", "test:64x48@10"});
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_THAT(wrong.errors, HasSubstr("unknown encoder \"none\""));
+  const ProgramResult list = runVxrecord({"--list-encoders"});
+  EXPECT_EQ(list.status, 0);
+  EXPECT_THAT(list.output, testing::StartsWith("auto "));
+  EXPECT_EQ(runVxrecord({"--storage-path", folder.path(), "--encoder", "auto", "--duration", "0.2",
+                         "test:64x48@10"})
+                .status,
+            0);
+}
+
 TEST(VxrecordResult, EndlessInputWithoutPacingEndsOnASignalToo) {
   const TemporaryFolder folder;
   Program program(vxrecordWith({"--storage-path", folder.path(), "test:160x120@30"}));

@@ -14,13 +14,14 @@ _vxrecord() {
     --index) return ;;
     --file-name-prefix) return ;;
     --folder-limit) return ;;
+    --encoder) mapfile -t COMPREPLY < <(compgen -W "$("${COMP_WORDS[0]}" --list-encoders 2>/dev/null | cut -d ' ' -f 1)" -- "$word"); return ;;
     --pixel-format) mapfile -t COMPREPLY < <(compgen -W 'y420 BGRA ARGB RGBA ABGR RGB BGR 2vuy yuvs gray' -- "$word"); return ;;
     --duration) return ;;
     --pause-at) return ;;
     --pause-for) return ;;
   esac
   if [[ $word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W '--storage-path --filename --index --file-name-prefix --folder-limit --audio --rotate --pixel-format --duration --pause-at --pause-for --realtime --json --quiet -q --verbose -v --list-displays --version --help -h' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W '--storage-path --filename --index --file-name-prefix --folder-limit --audio --rotate --encoder --pixel-format --duration --pause-at --pause-for --realtime --json --quiet -q --verbose -v --list-encoders --list-displays --version --help -h' -- "$word")
     return
   fi
   mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -99,6 +99,25 @@ TEST(Completion, BashKnowsTheValues) {
               ElementsAre(folder / "wanted"));
 }
 
+// zsh shows matches only to a person at a terminal, so one of its own modules plays that person.
+TEST(Completion, ZshKnowsEveryOption) {
+  const TemporaryFolder folder;
+  const ProgramResult run = runProgram(
+      {"zsh", "-f", "-c",
+       "zmodload zsh/zpty; zpty z 'TERM=dumb zsh -f -i'; "
+       "zpty -w z 'PS1=; unsetopt zle_bracketed_paste; LISTMAX=0; COLUMNS=200; LINES=500; fpath=(" +
+           pagePath("completions") +
+           " $fpath); autoload -Uz compinit; compinit -u -d $PWD/dump; "
+           "zstyle \":completion:*\" list-prompt \"\"; PS1=READY'; "
+           "zpty -r z out '*READY*READY*'; zpty -w -n z 'vxrecord --'$'\t\t'; "
+           "zpty -r z more '*--version*'; print -r -- $out $more"},
+      {"HOME=" + folder.path(), "ZDOTDIR=" + folder.path()});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  for (const OptionEntry& option : optionTable()) {
+    EXPECT_THAT(run.output, HasSubstr(std::string(option.name)));
+  }
+}
+
 TEST(Completion, FishKnowsEveryOption) {
   const ProgramResult run =
       runProgram({"fish", "--no-config", "-c",

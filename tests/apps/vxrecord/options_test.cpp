@@ -73,6 +73,12 @@ TEST(Options, LettersCountOnlyTogether) {
 
 TEST(Options, ListsNeedNoInput) {
   EXPECT_EQ(parseCommandLine({"--list-displays"}).action, Command::Action::listDisplays);
+  EXPECT_EQ(parseCommandLine({"--list-encoders"}).action, Command::Action::listEncoders);
+}
+
+TEST(Options, EncoderIsTheBuildsUnlessNamed) {
+  EXPECT_FALSE(parsed({"a"}).encoder);
+  EXPECT_EQ(parsed({"--encoder", "auto", "a"}).encoder, "auto");
 }
 
 TEST(Options, QuietAndVerboseExcludeEachOther) {
