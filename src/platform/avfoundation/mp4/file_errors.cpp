@@ -87,6 +87,11 @@ Status creationError(int error, const std::string& path) {
 
 Status writingError(int error, const std::string& path) {
   if (meansOutOfSpace(error)) return outOfSpace(error, path);
+  if (error == EROFS)
+    return NSError(NSCocoaErrorDomain, NSFileWriteVolumeReadOnlyError,
+                   "The disk of " + quoted(path) +
+                       " became read-only during the recording. Check the disk; what was recorded "
+                       "before can be played.");
   return NSError(NSPOSIXErrorDomain, error,
                  "The recording " + quoted(path) + " could not be written: " + systemText(error) +
                      ". Check the disk; what was recorded before can be played.");
@@ -145,6 +150,13 @@ Status removedError(const std::string& path) {
                  "The file " + quoted(path) +
                      " was removed or replaced during the recording, which is lost. Leave the "
                      "file in place while it is recorded.");
+}
+
+Status movedError(const std::string& path) {
+  return NSError(NSCocoaErrorDomain, NSFileNoSuchFileError,
+                 "The recording is complete, but no longer at " + quoted(path) +
+                     ": it or its folder was moved, or its disk removed. Leave the file in place "
+                     "while it is recorded.");
 }
 
 bool isOutOfSpace(const Status& status) {

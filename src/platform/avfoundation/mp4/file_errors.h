@@ -16,7 +16,9 @@ Status openingError(int error, const std::string& path);
 Status repairingError(int error, const std::string& path);
 /// Why it could not be read.
 Status readingError(int error, const std::string& path);
-/// That it is no longer where it was created.
+/// That it is gone.
 Status removedError(const std::string& path);
+/// That it is whole, but no longer where it was created.
+Status movedError(const std::string& path);
 
 }  // namespace vx::mp4

@@ -17,12 +17,18 @@ std::vector<std::uint8_t> withType(std::span<const std::uint8_t> box, std::strin
   return copy;
 }
 
-// The header of an `mdat` from the placeholder to the finished movie. ISO/IEC 14496-12, 4.2
-std::vector<std::uint8_t> swallowingHeader(std::uint64_t movieOffset) {
+// The 64-bit size of an `mdat` from the placeholder to the finished movie. ISO/IEC 14496-12, 4.2
+std::vector<std::uint8_t> swallowingSize(std::uint64_t movieOffset) {
+  ByteStream size;
+  size.put64(movieOffset - kPlaceholderOffset);
+  return size.takeBytes();
+}
+
+// What makes it count: the size 1 says that the real one stands behind the type.
+std::vector<std::uint8_t> swallowingHeader() {
   ByteStream header;
-  header.put32(1);  // the size stands in 64 bits behind the type
+  header.put32(1);
   header.put32(fourCC("mdat"));
-  header.put64(movieOffset - kPlaceholderOffset);
   return header.takeBytes();
 }
 
@@ -32,7 +38,7 @@ Status FragmentCommitter::writeHead(const MovieHead& head) {
   // 1. All of it.
   if (Status s = writeAt(0, head.bytes); !s.ok()) return s;
   // 2. Durable, under its name.
-  if (Status s = _file.sync(); !s.ok()) return s;
+  if (Status s = sync(); !s.ok()) return s;
   if (Status s = _file.syncFolder(); !s.ok()) return s;
   _committedEnd = head.bytes.size();
   return {};
@@ -43,7 +49,7 @@ Status FragmentCommitter::publishAudio(const MovieHead& head, const ReservedAudi
   if (Status s = writeAt(head.reservedTrakOffset, withType(boxes.trak, "free")); !s.ok()) return s;
   if (Status s = writeAt(head.reservedTrexOffset, withType(boxes.trex, "free")); !s.ok()) return s;
   // 2. Durable.
-  if (Status s = _file.sync(); !s.ok()) return s;
+  if (Status s = sync(); !s.ok()) return s;
   // 3. Their types: the defaults first, which mean nothing without the track.
   if (Status s = writeType(head.reservedTrexOffset, "trex"); !s.ok()) return s;
   return writeType(head.reservedTrakOffset, "trak");
@@ -57,7 +63,7 @@ Status FragmentCommitter::commit(const Fragment& fragment, std::uint64_t movieBy
   // 2. All of it, its moof still under the type that readers skip.
   if (Status s = writeFragment(fragment); !s.ok()) return s;
   // 3. Durable, and with it the publication before.
-  if (Status s = _file.sync(); !s.ok()) return s;
+  if (Status s = sync(); !s.ok()) return s;
   // 4. One write of four bytes publishes it.
   if (Status s = writeType(start, "moof"); !s.ok()) return s;
   _committedEnd = end;
@@ -67,7 +73,7 @@ Status FragmentCommitter::commit(const Fragment& fragment, std::uint64_t movieBy
 
 Status FragmentCommitter::settle() {
   if (_isSettled) return {};
-  Status status = _file.sync();
+  Status status = sync();
   _isSettled = status.ok();
   return status;
 }
@@ -78,13 +84,18 @@ Status FragmentCommitter::finish(const std::function<void(ByteStream&)>& writeMo
   if (Status s = writeMovieInFreeBox(writeMovie); !s.ok()) return s;
   // 2. The file ends here; room that was set aside is given back.
   if (Status s = _file.truncate(_writtenEnd); !s.ok()) return s;
-  // 3. Durable.
-  if (Status s = _file.sync(); !s.ok()) return s;
+  // 3. Where that movie begins, inside the placeholder, where it means nothing yet.
+  if (Status s = writeAt(kPlaceholderOffset + kBoxHeaderBytes, swallowingSize(movieOffset));
+      !s.ok())
+    return s;
+  // 4. Durable.
+  if (Status s = sync(); !s.ok()) return s;
   _isFinished = true;
-  // 4. One write of 16 bytes: the placeholder becomes an mdat that ends where the movie begins.
-  if (Status s = writeAt(kPlaceholderOffset, swallowingHeader(movieOffset)); !s.ok()) return s;
-  // 5. Durable.
-  return _file.sync();
+  // 5. One write of 8 bytes, the first of which to change decides: the placeholder becomes an mdat
+  //    that ends where the movie begins.
+  if (Status s = writeAt(kPlaceholderOffset, swallowingHeader()); !s.ok()) return s;
+  // 6. Durable.
+  return sync();
 }
 
 Status FragmentCommitter::restorePlaceholder() {
@@ -133,6 +144,12 @@ Status FragmentCommitter::writeMovieInFreeBox(const std::function<void(ByteStrea
 
 Status FragmentCommitter::writeType(std::uint64_t boxOffset, std::string_view type) {
   return writeAt(boxOffset + kTypeOffset, typeBytes(type));
+}
+
+Status FragmentCommitter::sync() {
+  Status status = _file.sync();
+  _isTrusted = _isTrusted && status.ok();
+  return status;
 }
 
 Status FragmentCommitter::writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {

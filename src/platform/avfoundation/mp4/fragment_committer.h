@@ -37,6 +37,9 @@ class FragmentCommitter {
   /// The same, and gives back the room that was set aside: the file is left as it was committed.
   Status releaseRoom();
 
+  /// Whether every synchronisation has succeeded. What the disk holds after one that failed is not
+  /// known, whatever the error was, and trying again may succeed without having written anything.
+  bool isTrusted() const { return _isTrusted; }
   /// Where the next fragment goes.
   std::uint64_t committedEnd() const { return _committedEnd; }
 
@@ -44,6 +47,7 @@ class FragmentCommitter {
   Status writeFragment(const Fragment& fragment);
   Status writeMovieInFreeBox(const std::function<void(ByteStream&)>& writeMovie);
   Status writeType(std::uint64_t boxOffset, std::string_view type);
+  Status sync();
   Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
   OutputFile& _file;
@@ -51,6 +55,7 @@ class FragmentCommitter {
   std::uint64_t _writtenEnd = 0;
   bool _isSettled = true;
   bool _isFinished = false;
+  bool _isTrusted = true;
 };
 
 }  // namespace vx::mp4

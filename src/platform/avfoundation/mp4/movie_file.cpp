@@ -18,7 +18,7 @@ Status wrongUse(std::string text) {
 }
 
 Status outOfMemory() {
-  return NSError(AVFoundationErrorDomain, AVErrorUnknown,
+  return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
                  "There is not enough memory to go on recording. Close other programs.");
 }
 
@@ -43,7 +43,8 @@ MovieFile::MovieFile(std::unique_ptr<OutputFile> file)
     : _file(std::move(file)), _committer(*_file), _creationTime(secondsSince1904()) {}
 
 MovieFile::~MovieFile() {
-  if (_state == State::finished || _state == State::created) return;
+  if (_state == State::finished) return;
+  if (_state == State::created) _file->discard();
   // Nobody is left to tell, and what was committed stands whether this succeeds or not.
   static_cast<void>(_committer.releaseRoom());
   static_cast<void>(_file->close());
@@ -66,7 +67,7 @@ Status MovieFile::guarded(Step step) {
 Status MovieFile::keepFirst(Status status) {
   if (status.ok()) return status;
   giveUpPending();
-  _state = isOutOfSpace(status) ? State::full : State::failed;
+  _state = isOutOfSpace(status) && _committer.isTrusted() ? State::full : State::failed;
   if (_firstError.ok()) _firstError = std::move(status);
   return _firstError;
 }
@@ -92,6 +93,7 @@ Status MovieFile::begin(const VideoTrackDescription& video, bool reserveAudio) {
     if (Status s = buildMovieHead(video, reserveAudio, _creationTime, _head); !s.ok()) return s;
     if (Status s = keepFirst(_committer.writeHead(_head)); !s.ok()) {
       _state = State::failed;
+      _file->discard();
       return s;
     }
     _state = State::recording;
@@ -130,6 +132,7 @@ Status MovieFile::appendVideo(const CodedSample& sample) {
 
 Status MovieFile::appendAudio(const CodedSample& sample) {
   return guarded([&]() -> Status {
+    if (Status s = requireRecording(); !s.ok()) return s;
     if (!_audio) return wrongUse("The audio track was not declared.");
     const auto& last = _audioTrack.last();
     const std::optional<PlacedAudio> previous =

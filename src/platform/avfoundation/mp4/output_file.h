@@ -25,8 +25,11 @@ class OutputFile {
   virtual Status reserve(std::uint64_t end) = 0;
   /// Makes the file this long and gives back all room behind it.
   virtual Status truncate(std::uint64_t sizeBytes) = 0;
-  /// An error when the name was removed or given to another file.
+  /// An error when the file is no longer where it was created: removed, replaced, or moved with or
+  /// without its folder.
   virtual Status checkStillNamed() = 0;
+  /// Removes the name, if it still is this file's: nothing is in it that anybody could use.
+  virtual void discard() = 0;
   virtual Status close() = 0;
 };
 

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 
 namespace vx::mp4 {
 
@@ -70,7 +71,8 @@ class Descriptor {
 
 class PosixFile final : public OutputFile {
  public:
-  PosixFile(int descriptor, std::string path) : _descriptor(descriptor), _path(std::move(path)) {}
+  PosixFile(int descriptor, std::string path)
+      : _descriptor(descriptor), _path(std::move(path)), _absolutePath(absolute(_path)) {}
 
   Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
     FileSizeSignalBlock block;
@@ -123,9 +125,17 @@ class PosixFile final : public OutputFile {
   }
 
   Status checkStillNamed() override {
-    struct stat status {};
-    if (::fstat(_descriptor.get(), &status) != 0) return writingError(errno, _path);
-    return status.st_nlink == 0 ? removedError(_path) : Status();
+    struct stat own {};
+    if (::fstat(_descriptor.get(), &own) != 0) return writingError(errno, _path);
+    if (own.st_nlink == 0) return removedError(_path);
+    const Named named = findNamed(own);
+    return named == Named::own || named == Named::unknown ? Status() : movedError(_path);
+  }
+
+  void discard() override {
+    struct stat own {};
+    if (::fstat(_descriptor.get(), &own) == 0 && findNamed(own) == Named::own)
+      static_cast<void>(::unlink(_absolutePath.c_str()));
   }
 
   Status close() override {
@@ -137,6 +147,23 @@ class PosixFile final : public OutputFile {
 
  private:
   static constexpr std::uint64_t kReserveStepBytes = std::uint64_t{16} << 20;
+
+  /// What bears the file's name.
+  enum class Named : std::uint8_t { own, notOwn, unknown };
+
+  // The host may change its working folder while it records.
+  static std::string absolute(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::absolute(path, error);
+    return error ? path : whole.string();
+  }
+
+  Named findNamed(const struct stat& own) const {
+    struct stat named {};
+    if (::lstat(_absolutePath.c_str(), &named) != 0)
+      return errno == ENOENT || errno == ENOTDIR ? Named::notOwn : Named::unknown;
+    return named.st_dev == own.st_dev && named.st_ino == own.st_ino ? Named::own : Named::notOwn;
+  }
 
   Status result(int error) const { return error == 0 ? Status() : writingError(error, _path); }
 
@@ -151,7 +178,8 @@ class PosixFile final : public OutputFile {
   }
 
   Descriptor _descriptor;
-  std::string _path;
+  std::string _path;  // as the host gave it
+  std::string _absolutePath;
   std::uint64_t _reservedEnd = 0;
   bool _canReserve = true;
 };

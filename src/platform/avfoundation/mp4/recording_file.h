@@ -50,7 +50,8 @@ struct CodedSample {
 ///
 /// The first error of the disk is kept: after it no sample is taken and nothing more is published,
 /// and every call returns it. Wrong use and unsuitable samples are refused and change nothing.
-/// Letting go of a file that is not finished leaves what was committed.
+/// Letting go of a file that is not finished leaves what was committed; a file whose head could not
+/// be written, or was never asked for, is removed.
 /// Thread: one at a time. Every call may block on the disk.
 class RecordingFile {
  public:
@@ -78,9 +79,9 @@ class RecordingFile {
   virtual Status commit() = 0;
   /// Commits, then turns the file into a plain MP4 that ends at `sessionEndMs` (absent: where the
   /// last sample ends), and closes it. A picture is shown until then, audio is cut off there. After
-  /// an error for want of space the file is cut back to the last commit and finished all the same,
-  /// ending with its last sample; the status is then still that first error. Without any sample the
-  /// file becomes a well-formed movie of length 0.
+  /// an error for want of space, unless it came when synchronising, the file is cut back to the
+  /// last commit and finished all the same, ending with its last sample; the status is then still
+  /// that first error. Without any sample the file becomes a well-formed movie of length 0.
   virtual Status finish(std::optional<std::int64_t> sessionEndMs) = 0;
 };
 

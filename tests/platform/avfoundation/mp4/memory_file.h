@@ -65,6 +65,7 @@ class MemoryOutput final : public OutputFile {
     return {};
   }
   Status checkStillNamed() override { return {}; }
+  void discard() override { _bytes.clear(); }
   Status close() override { return {}; }
 
  private:
