@@ -1,6 +1,11 @@
 #include "platform/avfoundation/mp4/crc32c.h"
 
+#if defined(__x86_64__)
+#include <nmmintrin.h>
+#endif
+
 #include <array>
+#include <cstring>
 
 namespace vx::mp4 {
 
@@ -26,10 +31,8 @@ constexpr Tables makeTables() {
 
 constexpr Tables kTables = makeTables();
 
-}  // namespace
-
-std::uint32_t crc32c(std::span<const std::uint8_t> bytes, std::uint32_t previous) {
-  std::uint32_t crc = ~previous;
+// All of these go on from `crc`, not inverted.
+std::uint32_t byTables(std::span<const std::uint8_t> bytes, std::uint32_t crc) {
   std::size_t i = 0;
   for (; i + kSlices <= bytes.size(); i += kSlices) {
     std::uint32_t next = 0;
@@ -40,7 +43,43 @@ std::uint32_t crc32c(std::span<const std::uint8_t> bytes, std::uint32_t previous
     crc = next;
   }
   for (; i < bytes.size(); ++i) crc = crc >> 8 ^ kTables[0][(crc ^ bytes[i]) & 0xFF];
-  return ~crc;
+  return crc;
+}
+
+#if defined(__x86_64__)
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
+// Every coded byte passes through here: the processor's own instruction takes eight at once.
+[[gnu::target("sse4.2")]] std::uint32_t byInstruction(std::span<const std::uint8_t> bytes,
+                                                      std::uint32_t crc) {
+  std::uint64_t wide = crc;
+  for (; bytes.size() >= kWord; bytes = bytes.subspan(kWord)) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes.data(), kWord);
+    wide = _mm_crc32_u64(wide, word);
+  }
+  return byTables(bytes, static_cast<std::uint32_t>(wide));
+}
+#endif
+
+using Update = std::uint32_t (*)(std::span<const std::uint8_t> bytes, std::uint32_t crc);
+
+Update fastestUpdate() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("sse4.2")) return byInstruction;
+#endif
+  return byTables;
+}
+
+}  // namespace
+
+std::uint32_t crc32c(std::span<const std::uint8_t> bytes, std::uint32_t previous) {
+  static const Update update = fastestUpdate();
+  return ~update(bytes, ~previous);
+}
+
+std::uint32_t crc32cByTables(std::span<const std::uint8_t> bytes, std::uint32_t previous) {
+  return ~byTables(bytes, ~previous);
 }
 
 }  // namespace vx::mp4

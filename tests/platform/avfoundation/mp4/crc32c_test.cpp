@@ -29,5 +29,14 @@ TEST(Crc32c, GoesOnFromWhereAPieceEnded) {
     EXPECT_EQ(crc32c(all.subspan(cut), crc32c(all.first(cut))), crc32c(all));
 }
 
+TEST(Crc32c, IsTheSameWithAndWithoutTheProcessorsInstruction) {
+  std::vector<std::uint8_t> bytes(80);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 151);
+  const std::span<const std::uint8_t> all(bytes);
+  for (std::size_t start = 0; start < 9; ++start)
+    for (std::size_t count = 0; start + count <= all.size(); ++count)
+      EXPECT_EQ(crc32c(all.subspan(start, count), 7), crc32cByTables(all.subspan(start, count), 7));
+}
+
 }  // namespace
 }  // namespace vx::mp4::test
