@@ -39,7 +39,7 @@ void measure(const FrameSource& source, const Options& options) {
   RunOptions run;
   run.frames = options.pick<std::size_t>(source.height() > 1080 ? 150 : 400, 60, 5);
   run.pace = Pace::whenThereIsRoom;
-  run.settings = {options.folder + "/host.mp4", presetFor(source)};
+  run.settings = {options.folder + "/host.mp4", speedFor(source)};
   Medians own;
   std::vector<Medians> others(alternatives().size());
   for (int round = 0; round < options.pick(3, 1, 1); ++round) {

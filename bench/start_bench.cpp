@@ -25,7 +25,7 @@ void start(benchmark::State& state, const FrameSource& source, const std::string
   for (auto _ : state) {
     const auto begin = Clock::now();
     const std::unique_ptr<Contender> recorder = makeRecorder();
-    recorder->open(source, {path, ""});
+    recorder->open(source, {path, {}});
     const bool taken = recorder->append(0, 0);
     state.SetIterationTime(secondsSince(begin));
     if (!taken) {

@@ -10,9 +10,13 @@ const std::vector<ContenderFactory>& alternatives() {
   return all;
 }
 
-std::string presetFor(const FrameSource& source) {
+EncoderSpeed speedFor(const FrameSource& source) {
+  const std::string highProfile = "cabac=1:8x8dct=1";
   const std::uint64_t pixels = std::uint64_t{source.width()} * source.height();
-  return pixels <= 1280 * 720 ? "veryfast" : pixels <= 1920 * 1088 ? "superfast" : "ultrafast";
+  if (pixels <= 1280 * 720) {
+    return {"veryfast", highProfile};
+  }
+  return {pixels <= 1920 * 1088 ? "superfast" : "ultrafast", highProfile};
 }
 
 int encoderThreads(const FrameSource& source) {

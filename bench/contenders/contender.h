@@ -14,7 +14,7 @@ namespace bench {
 inline constexpr int kBitRate = 10485760;     // bits per second
 inline constexpr int kKeyFrameInterval = 30;  // frames
 inline constexpr int kLowestQuantizer = 10;
-inline constexpr int kNominalFrameRate = 30;       // what encoders are told, whatever the pace
+inline constexpr int kNominalFrameRate = 30;       // where nothing else is said
 inline constexpr int kFragmentMilliseconds = 500;  // as often as the recorder commits
 inline constexpr int kQueuedFrames = 12;  // in front of the encoder, where there is a queue
 
@@ -25,10 +25,19 @@ enum class Pace {
   byTheClock,
 };
 
+/// How much care the alternatives' x264 takes; the recorder chooses for itself.
+struct EncoderSpeed {
+  std::string preset;
+  std::string options;  // x264's own, "name=value:..."; on top of the preset
+};
+/// What the recorder codes this size with unless it has to hurry.
+EncoderSpeed speedFor(const FrameSource& source);
+
 struct RecordingSettings {
   std::string path;
-  /// One of x264's presets for the alternatives; the recorder chooses for itself.
-  std::string preset;
+  EncoderSpeed speed;
+  int framesPerSecond =
+      kNominalFrameRate;  // what encoders are told, so that they hold the bit rate
 };
 
 /// Everything throws std::runtime_error with a text.
@@ -59,8 +68,6 @@ std::unique_ptr<Contender> makeFfmpegPipe();  // the ffmpeg program, raw frames 
 using ContenderFactory = std::unique_ptr<Contender> (*)();
 const std::vector<ContenderFactory>& alternatives();
 
-/// The preset that the recorder starts with at this size.
-std::string presetFor(const FrameSource& source);
 /// As many slices, each on a thread of its own, as the recorder codes with.
 int encoderThreads(const FrameSource& source);
 

@@ -21,12 +21,12 @@ std::vector<std::string> commandLine(const FrameSource& source, const RecordingS
           // raw frames in
           "-f", "rawvideo", "-pix_fmt", source.isPlanar() ? "yuv420p" : "bgra", "-video_size",
           std::to_string(source.width()) + "x" + std::to_string(source.height()), "-framerate",
-          number(kNominalFrameRate), "-i", "pipe:0",
+          number(settings.framesPerSecond), "-i", "pipe:0",
           // H.264 out
-          "-c:v", "libx264", "-pix_fmt", "yuv420p", "-preset", settings.preset, "-tune",
+          "-c:v", "libx264", "-pix_fmt", "yuv420p", "-preset", settings.speed.preset, "-tune",
           "zerolatency", "-profile:v", "high", "-b:v", number(kBitRate), "-g",
           number(kKeyFrameInterval), "-bf", "0", "-qmin", number(kLowestQuantizer), "-threads",
-          number(encoderThreads(source)), "-x264-params", "cabac=1:8x8dct=1", "-movflags",
+          number(encoderThreads(source)), "-x264-params", settings.speed.options, "-movflags",
           "empty_moov+default_base_moof", "-frag_duration", number(kFragmentMilliseconds * 1000),
           "-f", "mp4", settings.path};
 }

@@ -24,14 +24,15 @@ std::string pipelineText(const FrameSource& source, const RecordingSettings& set
   const std::string caps =
       std::string("video/x-raw,format=") + (source.isPlanar() ? "I420" : "BGRA") +
       ",width=" + number(source.width()) + ",height=" + number(source.height()) +
-      ",framerate=" + number(kNominalFrameRate) + "/1";
+      ",framerate=" + number(settings.framesPerSecond) + "/1";
   return "appsrc name=source format=time block=true max-bytes=0 max-buffers=" +
          number(kQueuedFrames) + " caps=" + caps +
          (source.isPlanar() ? "" : " ! videoconvert ! video/x-raw,format=I420") +
-         " ! x264enc tune=zerolatency speed-preset=" + settings.preset +
+         " ! x264enc tune=zerolatency speed-preset=" + settings.speed.preset +
+         " option-string=" + settings.speed.options +
          // Without a buffer model, which the others have none of either.
          " pass=cbr vbv-buf-capacity=0 bitrate=" + number(kBitRate / 1000) +
-         " bframes=0 dct8x8=true cabac=true key-int-max=" + number(kKeyFrameInterval) +
+         " bframes=0 dct8x8=true key-int-max=" + number(kKeyFrameInterval) +
          " qp-min=" + number(kLowestQuantizer) +
          " sliced-threads=true threads=" + number(encoderThreads(source)) +
          " ! video/x-h264,profile=high ! mp4mux fragment-duration=" +
@@ -52,6 +53,7 @@ class GStreamerContender final : public Contender {
   void fill(GstBuffer* buffer, const std::uint8_t* bytes);
 
   const FrameSource* _source = nullptr;
+  int _framesPerSecond = 0;
   Owned<GstElement> _pipeline;
   Owned<GstElement> _input;
 };
@@ -64,6 +66,7 @@ GStreamerContender::~GStreamerContender() {
 
 void GStreamerContender::open(const FrameSource& source, const RecordingSettings& settings) {
   _source = &source;
+  _framesPerSecond = settings.framesPerSecond;
   GError* problem = nullptr;
   _pipeline.reset(gst_parse_launch(pipelineText(source, settings).c_str(), &problem));
   if (problem) {
@@ -96,7 +99,7 @@ bool GStreamerContender::append(std::size_t i, std::uint32_t timeMs) {
   GstBuffer* buffer = gst_buffer_new_allocate(nullptr, bytes.size(), nullptr);
   fill(buffer, bytes.data());
   GST_BUFFER_PTS(buffer) = timeMs * GST_MSECOND;
-  GST_BUFFER_DURATION(buffer) = GST_SECOND / kNominalFrameRate;
+  GST_BUFFER_DURATION(buffer) = GST_SECOND / static_cast<guint64>(_framesPerSecond);
   if (gst_app_src_push_buffer(GST_APP_SRC(_input.get()), buffer) != GST_FLOW_OK) {
     throw std::runtime_error("GStreamer: a frame was refused");
   }

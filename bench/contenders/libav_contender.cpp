@@ -44,7 +44,7 @@ class LibavContender final : public Contender {
   void stop() override;
 
  private:
-  void openEncoder(const std::string& preset);
+  void openEncoder(const RecordingSettings& settings);
   void openMuxer(const std::string& path);
   void fill(AVFrame& frame, const std::uint8_t* source);
   void drain();
@@ -58,7 +58,7 @@ class LibavContender final : public Contender {
 
 void LibavContender::open(const FrameSource& source, const RecordingSettings& settings) {
   _source = &source;
-  openEncoder(settings.preset);
+  openEncoder(settings);
   openMuxer(settings.path);
   if (!source.isPlanar()) {
     const int width = _encoder->width;
@@ -69,7 +69,7 @@ void LibavContender::open(const FrameSource& source, const RecordingSettings& se
   }
 }
 
-void LibavContender::openEncoder(const std::string& preset) {
+void LibavContender::openEncoder(const RecordingSettings& settings) {
   const AVCodec* codec = avcodec_find_encoder_by_name("libx264");
   require(codec != nullptr, "finding libx264");
   _encoder.reset(avcodec_alloc_context3(codec));
@@ -77,7 +77,7 @@ void LibavContender::openEncoder(const std::string& preset) {
   _encoder->height = static_cast<int>(_source->height());
   _encoder->pix_fmt = AV_PIX_FMT_YUV420P;
   _encoder->time_base = {1, 1000};
-  _encoder->framerate = {kNominalFrameRate, 1};
+  _encoder->framerate = {settings.framesPerSecond, 1};
   _encoder->bit_rate = kBitRate;
   _encoder->gop_size = kKeyFrameInterval;
   _encoder->max_b_frames = 0;
@@ -85,10 +85,10 @@ void LibavContender::openEncoder(const std::string& preset) {
   _encoder->thread_count = encoderThreads(*_source);
   _encoder->thread_type = FF_THREAD_SLICE;
   _encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  av_opt_set(_encoder->priv_data, "preset", preset.c_str(), 0);
+  av_opt_set(_encoder->priv_data, "preset", settings.speed.preset.c_str(), 0);
   av_opt_set(_encoder->priv_data, "tune", "zerolatency", 0);
   av_opt_set(_encoder->priv_data, "profile", "high", 0);
-  av_opt_set(_encoder->priv_data, "x264-params", "cabac=1:8x8dct=1", 0);
+  av_opt_set(_encoder->priv_data, "x264-params", settings.speed.options.c_str(), 0);
   require(avcodec_open2(_encoder.get(), codec, nullptr) == 0, "opening the encoder");
 }
 
@@ -139,7 +139,7 @@ bool LibavContender::append(std::size_t i, std::uint32_t timeMs) {
 
 void LibavContender::drain() {
   while (avcodec_receive_packet(_encoder.get(), _packet.get()) == 0) {
-    _packet->duration = 1000 / kNominalFrameRate;
+    _packet->duration = 1000 / _encoder->framerate.num;
     av_packet_rescale_ts(_packet.get(), _encoder->time_base, _muxer->streams[0]->time_base);
     require(av_interleaved_write_frame(_muxer.get(), _packet.get()) >= 0, "writing");
   }

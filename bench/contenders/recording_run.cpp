@@ -27,14 +27,15 @@ void pushFrames(Contender& contender, const FrameSource& source, const RunOption
   for (std::size_t i = 0; i < options.frames; ++i) {
     if (options.pace == Pace::byTheClock) {
       std::this_thread::sleep_until(
-          start + std::chrono::nanoseconds(i * 1'000'000'000 /
-                                           static_cast<std::size_t>(options.framesPerSecond)));
+          start +
+          std::chrono::nanoseconds(i * 1'000'000'000 /
+                                   static_cast<std::size_t>(options.settings.framesPerSecond)));
     } else {
       contender.waitForRoom(options.pace);
     }
     const double copy = plainCopy ? plainCopy->run(i) : 0;
     const auto pushStart = Clock::now();
-    const bool taken = contender.append(i, timeOf(i, options.framesPerSecond));
+    const bool taken = contender.append(i, timeOf(i, options.settings.framesPerSecond));
     const double push = secondsSince(pushStart);
     result.refused += taken ? 0 : 1;
     if (i >= options.frames / kWarmUpShare) {
@@ -56,6 +57,7 @@ RunResult recordOnce(Contender& contender, const FrameSource& source, const RunO
   const auto start = Clock::now();
   contender.open(source, options.settings);
   pushFrames(contender, source, options, result);
+  result.settledBytes = residentBytes();
   const auto stopStart = Clock::now();
   contender.stop();
   result.stopSeconds = secondsSince(stopStart);
@@ -76,7 +78,9 @@ RunResult recordInChild(ContenderFactory make, const FrameSource& source,
     const std::uint64_t before = residentBytes();
     forgetPeak();
     RunResult result = recordOnce(*contender, source, options);
-    result.peakBytes = peakResidentBytes() - before + contender->peakBytesElsewhere();
+    const std::uint64_t elsewhere = contender->peakBytesElsewhere();
+    result.peakBytes = peakResidentBytes() - before + elsewhere;
+    result.settledBytes = result.settledBytes - before + elsewhere;
     return result;
   });
 }

@@ -12,7 +12,6 @@ namespace bench {
 struct RunOptions {
   std::size_t frames = 0;
   Pace pace = Pace::asFastAsTaken;
-  int framesPerSecond = kNominalFrameRate;
   /// Before each push the frame is also copied row by row, by the same thread: what a copy costs on
   /// this machine at this moment.
   bool withPlainCopy = false;
@@ -28,7 +27,9 @@ struct RunResult {
   double stopSeconds = 0;      // `stop` itself
   double completeSeconds = 0;  // from `stop` to the complete file
   std::uint64_t refused = 0;
-  std::uint64_t peakBytes = 0;  // beyond what was there before, the frames among it
+  // Beyond what was there before, the source's frames among it.
+  std::uint64_t peakBytes = 0;
+  std::uint64_t settledBytes = 0;  // after the last frame, before `stop`
 };
 
 /// Thread: any; several at once record side by side.
