@@ -36,8 +36,8 @@ EncoderSpeed speedFor(const FrameSource& source);
 struct RecordingSettings {
   std::string path;
   EncoderSpeed speed;
-  int framesPerSecond =
-      kNominalFrameRate;  // what encoders are told, so that they hold the bit rate
+  /// What encoders are told, so that they hold the bit rate.
+  int framesPerSecond = kNominalFrameRate;
 };
 
 /// Everything throws std::runtime_error with a text.

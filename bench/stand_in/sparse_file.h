@@ -29,6 +29,7 @@ class SparseFile final : public vx::mp4::OutputFile {
   }
   vx::Status truncate(std::uint64_t sizeBytes) override { return _file->truncate(sizeBytes); }
   vx::Status checkStillNamed() override { return _file->checkStillNamed(); }
+  void discard() override { _file->discard(); }
   vx::Status close() override { return _file->close(); }
 
  private:
