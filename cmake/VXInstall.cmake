@@ -25,6 +25,7 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" COMPONENT development
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 
 string(REPLACE ";" " " vx_modules_text "${vx_modules}")
+string(REPLACE ";" " " vx_libraries_text "${VXVideoRecorder_DEPENDENCIES_LDFLAGS}")
 file(RELATIVE_PATH vx_prefix_from_pkgconfig "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
      "${CMAKE_INSTALL_PREFIX}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/vxvideorecorder.pc.in" vxvideorecorder.pc @ONLY)

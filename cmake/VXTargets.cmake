@@ -30,3 +30,39 @@ function(vx_add_test name)
   target_link_libraries(${name} PRIVATE VXVideoRecorder GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endfunction()
+
+# vx_install_program(<target>): a program of the tools, with the manual page NAME.1 and the
+# completions NAME.bash, _NAME and NAME.fish that lie in its folder or in completions/ below it.
+function(vx_install_program target)
+  if(NOT VX_INSTALL)
+    return()
+  endif()
+  # Below /usr the system finds the library; elsewhere the program finds it beside itself.
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    file(RELATIVE_PATH libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+  endif()
+  install(TARGETS ${target} COMPONENT tools)
+  set(folder "${CMAKE_CURRENT_SOURCE_DIR}")
+  file(GLOB pages CONFIGURE_DEPENDS "${folder}/${target}.1" "${folder}/man/${target}.1")
+  foreach(page IN LISTS pages)
+    set(compressed "${CMAKE_CURRENT_BINARY_DIR}/${target}.1.gz")
+    add_custom_command(OUTPUT "${compressed}" DEPENDS "${page}" VERBATIM
+                       COMMAND sh -c "gzip -9nc \"$0\" >\"$1\"" "${page}" "${compressed}")
+    add_custom_target(${target}_manual ALL DEPENDS "${compressed}")
+    install(FILES "${compressed}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  endforeach()
+  foreach(pair IN ITEMS "${target}.bash,bash-completion/completions,${target}"
+                        "_${target},zsh/vendor-completions,_${target}"
+                        "${target}.fish,fish/vendor_completions.d,${target}.fish")
+    string(REPLACE "," ";" pair "${pair}")
+    list(GET pair 0 name)
+    list(GET pair 1 place)
+    list(GET pair 2 installed)
+    file(GLOB files CONFIGURE_DEPENDS "${folder}/${name}" "${folder}/completions/${name}")
+    foreach(file IN LISTS files)
+      install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_DATADIR}/${place}"
+              RENAME "${installed}" COMPONENT tools)
+    endforeach()
+  endforeach()
+endfunction()
