@@ -17,9 +17,9 @@ class StandInEncoder final : public vx::VideoEncoder {
     return vx::Status::success();
   }
   const vx::ParameterSets& parameterSets() const override { return _sets; }
-  vx::Status encode(const vx::PlanarPicture&, std::int64_t, bool forceKeyFrame,
+  vx::Status encode(const vx::PlanarPicture&, const vx::PictureRequest& request,
                     vx::AccessUnit& accessUnit) override {
-    accessUnit.isKeyFrame = forceKeyFrame || _sinceKeyFrame + 1 >= _keyFrameInterval;
+    accessUnit.isKeyFrame = request.forceKeyFrame || _sinceKeyFrame + 1 >= _keyFrameInterval;
     _sinceKeyFrame = accessUnit.isKeyFrame ? 0 : _sinceKeyFrame + 1;
     accessUnit.bytes = _bytes;
     return vx::Status::success();

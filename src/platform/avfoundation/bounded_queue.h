@@ -99,6 +99,14 @@ class BoundedQueue {
     }
   }
 
+  /// How much of the limits is taken, 1 for all of either.
+  double fill() const {
+    std::lock_guard lock(_mutex);
+    return std::min(
+        1.0, std::max(static_cast<double>(_items.size()) / static_cast<double>(_limits.items),
+                      static_cast<double>(_bytes) / static_cast<double>(_limits.bytes)));
+  }
+
   bool isClosedAndEmpty() const {
     std::lock_guard lock(_mutex);
     return _closed && _items.empty();

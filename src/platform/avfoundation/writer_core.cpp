@@ -11,6 +11,7 @@ namespace vx {
 namespace {
 
 constexpr std::size_t kMegabyte = 1024 * 1024;
+constexpr double kMillisecondsPerSecond = 1000;
 // Pictures wait here while the encoder is busy: a third of a second at 30 pictures a second.
 constexpr QueueLimits kPictureLimits{12, 192 * kMegabyte};
 // Coded samples wait here while the disk is busy: half a minute at 10 Mbit/s.
@@ -65,6 +66,7 @@ struct WriterCore::Coding {
   std::unique_ptr<VideoEncoder> encoder;
   FrameConverter converter;
   KeyFramePolicy keyFrames;
+  std::optional<SpeedPolicy> speed;  // of an encoder that has levels
 };
 
 WriterCore::WriterCore(std::string path, WriterParts parts)
@@ -143,6 +145,9 @@ bool WriterCore::append(QueuedPicture picture) {
 }
 
 bool WriterCore::waitForRoom(std::chrono::milliseconds timeout) {
+  if (timeout > std::chrono::milliseconds::zero()) {
+    _hostWaits = true;
+  }
   return _pictures.waitForRoom(timeout) && status() == AVAssetWriterStatusWriting;
 }
 
@@ -242,14 +247,22 @@ Status WriterCore::openEncoder(VideoEncoder& encoder) {
   track.parameterSets = encoder.parameterSets();
   track.colour = _settings.encoder.colour;
   _coded.push(std::move(track), 0);
+  if (const EncoderSpeeds speeds = encoder.speeds(); !speeds.relativeCosts.empty()) {
+    _coding->speed.emplace(speeds.relativeCosts, speeds.firstLevel);
+  }
   return Status::success();
 }
 
 Status WriterCore::codePicture(const QueuedPicture& queued) {
   AccessUnit accessUnit;
+  const double queueFill = _pictures.fill();
+  const Clock::time_point start = Clock::now();
   if (Status status = encode(queued, accessUnit); !status) {
     return status;
   }
+  followLoad({std::chrono::duration<double>(Clock::now() - start).count(),
+              static_cast<double>(queued.durationMs) / kMillisecondsPerSecond, queueFill,
+              _hostWaits});
   if (accessUnit.isKeyFrame) {
     _coding->keyFrames.keyFrameWasCoded();
   }
@@ -267,10 +280,19 @@ Status WriterCore::encode(const QueuedPicture& queued, AccessUnit& accessUnit) {
   if (status) {
     const bool wantsKeyFrame =
         _coding->keyFrames.wantsKeyFrame(queued.timeMs, queued.forceKeyFrame);
-    status = _coding->encoder->encode(picture, queued.timeMs, wantsKeyFrame, accessUnit);
+    status = _coding->encoder->encode(picture, {queued.timeMs, queued.durationMs, wantsKeyFrame},
+                                      accessUnit);
   }
   CVPixelBufferUnlockBaseAddress(queued.buffer.get(), 0);
   return status;
+}
+
+// The next picture is coded with as much care as there is time for.
+void WriterCore::followLoad(const CodingLoad& load) {
+  if (_coding->speed) {
+    _coding->speed->pictureWasCoded(load);
+    _coding->encoder->setSpeed(_coding->speed->level());
+  }
 }
 
 // ---- the writing thread --------------------------------------------------------------------

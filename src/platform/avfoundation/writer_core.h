@@ -11,6 +11,7 @@
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
 #include "platform/avfoundation/encoder/encoder_choice.h"
+#include "platform/avfoundation/encoder/speed_policy.h"
 #include "platform/avfoundation/encoder_watch.h"
 #include "platform/avfoundation/mp4/recording_file.h"
 #include "platform/avfoundation/spare_buffers.h"
@@ -18,6 +19,7 @@
 #include "platform/cf_ref.h"
 #include "platform/foundation/status.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -106,6 +108,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   Status openEncoder(VideoEncoder& encoder);
   Status codePicture(const QueuedPicture& picture);
   Status encode(const QueuedPicture& queued, AccessUnit& accessUnit);
+  void followLoad(const CodingLoad& load);
 
   // The writing thread.
   void writeFile();
@@ -145,6 +148,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   bool _abandoned = false;                                   // guarded by _mutex
   std::optional<std::int64_t> _sessionEndMs;                 // guarded by _mutex
   FinishHandler _finishHandler;                              // guarded by _mutex
+
+  std::atomic<bool> _hostWaits = false;  // it has waited for room: it is not live
 
   std::unique_ptr<Coding> _coding;  // the coding thread's, between start and its end
   EncoderWatch _encoderWatch;

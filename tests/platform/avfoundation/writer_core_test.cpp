@@ -27,12 +27,14 @@ struct Stage {
   int encoderHangsAt = -1;  // index of the picture; it comes back when this changes
   bool encoderHangsWhenOpened = false;
   std::size_t unitBytes = 100;
+  EncoderSpeeds encoderSpeeds;  // none: it has no levels
   bool audioIsUnsuitable = false;
 
   int pictures = 0;
   bool began = false;
   std::vector<std::int64_t> times;
   std::vector<bool> keyFrameWishes;
+  std::vector<int> speeds;  // of the pictures coded
   int audioUnits = 0;
   bool audioCameBehindTheHead = false;
   int commits = 0;
@@ -63,7 +65,7 @@ class FakeEncoder final : public VideoEncoder {
     return _stage.encoderOpens ? Status::success() : Status(error("no encoder"));
   }
   const ParameterSets& parameterSets() const override { return _sets; }
-  Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame, AccessUnit& unit) override {
+  Status encode(const PlanarPicture&, const PictureRequest& request, AccessUnit& unit) override {
     Status status;
     hangWhile([this] { return _stage.pictures == _stage.encoderHangsAt; });
     _stage.change([&] {
@@ -74,11 +76,14 @@ class FakeEncoder final : public VideoEncoder {
         status = error("encoder broke");
       }
       ++_stage.pictures;
-      _stage.keyFrameWishes.push_back(forceKeyFrame);
+      _stage.keyFrameWishes.push_back(request.forceKeyFrame);
+      _stage.speeds.push_back(_speed);
     });
-    unit = {_bytes, forceKeyFrame};
+    unit = {_bytes, request.forceKeyFrame};
     return status;
   }
+  EncoderSpeeds speeds() const override { return _stage.encoderSpeeds; }
+  void setSpeed(int level) override { _speed = level; }
 
  private:
   template <typename Condition>
@@ -91,6 +96,7 @@ class FakeEncoder final : public VideoEncoder {
   Stage& _stage;
   ParameterSets _sets;
   std::vector<std::uint8_t> _bytes;
+  int _speed = -1;
 };
 
 class FakeFile final : public mp4::RecordingFile {
@@ -238,6 +244,31 @@ TEST_F(WriterCoreTest, KeyFrameWishesReachTheEncoder) {
   }
   finish();
   EXPECT_THAT(stage.keyFrameWishes, ElementsAre(true, false, true, false));
+}
+
+TEST_F(WriterCoreTest, AFullQueueMakesTheEncoderFasterForAHostThatDoesNotWait) {
+  stage.encoderSpeeds = {{1, 2, 3}, 2};
+  stage.encoderHangsAt = 0;  // until the queue is full
+  start();
+  for (int i = 0; append(i); ++i) {
+  }
+  stage.change([&] { stage.encoderHangsAt = -1; });
+  ASSERT_TRUE(stage.waitFor([&] { return stage.speeds.size() > 2; }));
+  std::lock_guard lock(stage.mutex);
+  EXPECT_EQ(stage.speeds[2], 0);
+}
+
+TEST_F(WriterCoreTest, AFullQueueLeavesTheSpeedForAHostThatWaits) {
+  stage.encoderSpeeds = {{1, 2, 3}, 2};
+  stage.encoderHangsAt = 0;
+  start();
+  ASSERT_TRUE(core->waitForRoom(std::chrono::minutes(1)));
+  for (int i = 0; append(i); ++i) {
+  }
+  stage.change([&] { stage.encoderHangsAt = -1; });
+  ASSERT_TRUE(stage.waitFor([&] { return stage.speeds.size() > 2; }));
+  std::lock_guard lock(stage.mutex);
+  EXPECT_EQ(stage.speeds[2], 2);
 }
 
 TEST_F(WriterCoreTest, StuckDiskFillsTheQueuesAndLosesNothing) {

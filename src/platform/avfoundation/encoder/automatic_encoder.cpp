@@ -2,6 +2,7 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "platform/avfoundation/encoder/encoder_choice.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vx {
@@ -16,10 +17,12 @@ class AutomaticEncoder final : public VideoEncoder {
 
   Status open(const VideoEncoderSettings& settings) override;
   const ParameterSets& parameterSets() const override { return _chosen->parameterSets(); }
-  Status encode(const PlanarPicture& picture, std::int64_t timeMs, bool forceKeyFrame,
+  Status encode(const PlanarPicture& picture, const PictureRequest& request,
                 AccessUnit& accessUnit) override {
-    return _chosen->encode(picture, timeMs, forceKeyFrame, accessUnit);
+    return _chosen->encode(picture, request, accessUnit);
   }
+  EncoderSpeeds speeds() const override { return _chosen->speeds(); }
+  void setSpeed(int level) override { _chosen->setSpeed(level); }
 
  private:
   bool openHardware(const VideoEncoderSettings& settings);
@@ -70,7 +73,7 @@ Status proveEncoder(VideoEncoder& encoder, const VideoEncoderSettings& settings)
                               {bytes.data(), bytes.data() + luma, bytes.data() + luma + luma / 4},
                               {settings.width, settings.width / 2, settings.width / 2}};
   AccessUnit unit;
-  if (Status status = encoder.encode(picture, 0, true, unit); !status) {
+  if (Status status = encoder.encode(picture, {0, 33, true}, unit); !status) {
     return status;
   }
   if (!unit.isKeyFrame || unit.bytes.empty() || encoder.parameterSets().sps.empty()) {

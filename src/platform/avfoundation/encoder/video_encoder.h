@@ -53,6 +53,19 @@ struct AccessUnit {
   bool isKeyFrame = false;
 };
 
+/// The levels of care that an encoder offers while it runs, the fastest first.
+struct EncoderSpeeds {
+  std::vector<double> relativeCosts;  // ascending
+  int firstLevel = 0;                 // the one it was opened with
+};
+
+/// When a picture is shown, and what is asked of it.
+struct PictureRequest {
+  std::int64_t timeMs = 0;      // presentation time
+  std::int64_t durationMs = 0;  // until the next picture
+  bool forceKeyFrame = false;   // asks for an IDR picture
+};
+
 /// Codes pictures in order, each at once: nothing that was encoded waits inside.
 /// Thread: one at a time.
 class VideoEncoder {
@@ -60,9 +73,12 @@ class VideoEncoder {
   virtual ~VideoEncoder() = default;
   virtual Status open(const VideoEncoderSettings& settings) = 0;
   virtual const ParameterSets& parameterSets() const = 0;
-  /// `timeMs` is the picture's presentation time. `forceKeyFrame` asks for an IDR picture.
-  virtual Status encode(const PlanarPicture& picture, std::int64_t timeMs, bool forceKeyFrame,
+  virtual Status encode(const PlanarPicture& picture, const PictureRequest& request,
                         AccessUnit& accessUnit) = 0;
+  /// How an opened encoder's speed can follow the load. Without levels it stays as it is.
+  virtual EncoderSpeeds speeds() const { return {}; }
+  /// For the pictures from the next one on; an index into the costs of `speeds`.
+  virtual void setSpeed(int /*level*/) {}
 };
 
 using VideoEncoderFactory = std::function<std::unique_ptr<VideoEncoder>()>;

@@ -23,9 +23,9 @@ class ScriptedEncoder final : public VideoEncoder {
     return _opens ? Status::success() : failure();
   }
   const ParameterSets& parameterSets() const override { return _sets; }
-  Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame, AccessUnit& unit) override {
+  Status encode(const PlanarPicture&, const PictureRequest& request, AccessUnit& unit) override {
     _fate.coded += 1;
-    unit = {_byte, forceKeyFrame};
+    unit = {_byte, request.forceKeyFrame};
     return _codes ? Status::success() : failure();
   }
 

@@ -1,8 +1,12 @@
 #include "platform/avfoundation/encoder/video_encoder.h"
 
+#include "platform/avfoundation/encoder/sps_timing.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
+
+#include "coded_stream.h"
 
 namespace vx {
 namespace {
@@ -30,13 +34,14 @@ class Coding {
     picture.planes = {pixels.data(), pixels.data() + luma, pixels.data() + luma * 5 / 4};
     picture.bytesPerRow = {settings.width, settings.width / 2, settings.width / 2};
     AccessUnit unit;
-    const Status status = encoder->encode(picture, timeMs, forceKeyFrame, unit);
+    const Status status = encoder->encode(picture, {timeMs, durationMs, forceKeyFrame}, unit);
     EXPECT_TRUE(status.ok());
     return unit;
   }
 
   VideoEncoderSettings settings;
   std::unique_ptr<VideoEncoder> encoder = makeX264Encoder();
+  std::int64_t durationMs = 33;  // of every picture
   std::vector<std::uint8_t> pixels;
   std::minstd_rand random{1};
 };
@@ -99,6 +104,49 @@ TEST(X264Encoder, TimesMayRepeatStepBackAndLeap) {
   for (const std::int64_t time : {0LL, 0LL, 40LL, 30LL, 30LL, 4294967295LL, 5LL, 8589934590LL}) {
     EXPECT_FALSE(coding.code(time).bytes.empty());
   }
+}
+
+TEST(X264Encoder, EverySpeedDecodesStrictlyByTheSameParameterSets) {
+  test::CodedStream stream(makeX264Encoder(), test::encoderSettings(320, 240));
+  ASSERT_TRUE(stream.opened().ok());
+  const int levels = static_cast<int>(stream.encoder().speeds().relativeCosts.size());
+  ASSERT_GT(levels, 1);
+  for (int i = 0; i < 100; ++i) {
+    stream.encoder().setSpeed(i * 3 / 2 % levels);
+    ASSERT_TRUE(stream.code());
+  }
+  const test::Decoding decoding = stream.decode();
+  EXPECT_EQ(decoding.frames, 100);
+  EXPECT_EQ(decoding.errors, 0) << testing::PrintToString(decoding.messages);
+}
+
+TEST(X264Encoder, FirstSpeedIsFasterForLargerPictures) {
+  const auto firstLevel = [](int width, int height) {
+    auto encoder = makeX264Encoder();
+    EXPECT_TRUE(encoder->open(test::encoderSettings(width, height)).ok());
+    return encoder->speeds().firstLevel;
+  };
+  EXPECT_GT(firstLevel(640, 360), 0);
+  EXPECT_GE(firstLevel(640, 360), firstLevel(3840, 2160));
+}
+
+TEST(X264Encoder, TheAverageHoldsAtAnyFrameRate) {
+  for (const std::int64_t intervalMs : {16, 33, 100}) {
+    VideoEncoderSettings settings = test::encoderSettings(320, 240);
+    settings.averageBitRate = 300'000;
+    test::CodedStream stream(makeX264Encoder(), settings);
+    for (std::int64_t timeMs = 0; timeMs < 8000; timeMs += intervalMs) {
+      ASSERT_TRUE(stream.code(intervalMs));
+    }
+    EXPECT_NEAR(stream.bitsPerSecond() / settings.averageBitRate, 1, 0.1) << intervalMs << " ms";
+  }
+}
+
+TEST(X264Encoder, ParameterSetsClaimNoFixedFrameRate) {
+  Coding coding;
+  ASSERT_TRUE(coding.open().ok());
+  const auto& sps = coding.encoder->parameterSets().sps;
+  EXPECT_EQ(withoutFixedFrameRate(sps), sps);
 }
 
 TEST(X264Encoder, OpensTheLongestSide) {
