@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <cmath>
 #include <tuple>
 
 #include "endtoend/vxrecord_run.h"
@@ -94,6 +96,35 @@ TEST(VxrecordSound, IsRecordedByTheClockToo) {
   ASSERT_EQ(run.record({"--audio", "--realtime", "--duration", "2.5", "test:320x240@50"}).status,
             0);
   expectTogether(run.path, 3);
+}
+
+TEST(VxrecordSound, MeetsThePictureAgainBehindAPauseThatAPersonMade) {
+  const SoundRun run;
+  Program program(vxrecordWith({"--storage-path", run.folder.path(), "--filename", "sound.mp4",
+                                "--audio", "--realtime", "test:320x240@50"}));
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) >= 1400; }));
+  program.signal(SIGUSR2);
+  ASSERT_TRUE(waitUntil([&] {
+    return program.errors().find("paused") != std::string::npos &&
+           program.errors().rfind("paused") > program.errors().find("paused") + 60;
+  }));
+  program.signal(SIGUSR2);
+  const std::int64_t pausedAt = lastProgressMs(program.errors());
+  ASSERT_TRUE(waitUntil([&] { return lastProgressMs(program.errors()) >= pausedAt + 3500; }));
+  program.signal(SIGTERM);
+  ASSERT_EQ(program.wait(), 0);
+  const std::vector<double> flashes = flashTimes(run.path);
+  const std::vector<double> beeps = beepTimes(readSound(run.path));
+  ASSERT_GE(flashes.size(), 4u);
+  // A flash or beep that the pause cut in two may be seen and not heard; all others go together.
+  std::size_t together = 0;
+  for (const double flash : flashes) {
+    together +=
+        static_cast<std::size_t>(std::count_if(beeps.begin(), beeps.end(), [&](double beep) {
+          return std::abs(beep - flash) <= kTogetherMs;
+        }));
+  }
+  EXPECT_GE(together + 1, flashes.size());
 }
 
 TEST(VxrecordSound, IsTakenFromAFileWhateverItsForm) {
