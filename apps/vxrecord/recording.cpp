@@ -202,15 +202,16 @@ bool Recording::standStill() {
 }
 
 /// What stands when a pause begins has to be handed over, or its time would be the pause's; what
-/// stands when it ends is what comes next.
+/// stands when it ends is what comes next. Planned moments count exactly, however late we woke.
 void Recording::followPause(std::int64_t nowMs) {
+  const bool wasPlanned = std::exchange(
+      _isPausePlanned, !isPauseWished() && _options.pause && isLeftOut(*_options.pause, nowMs));
   const bool isPaused = isPauseAt(nowMs);
   if (isPaused && !_isPausePending) {
-    const bool isPlanned = _options.pause && isLeftOut(*_options.pause, nowMs);
-    handOverStanding(isPlanned ? _options.pause->atMs - 1 : nowMs);
+    handOverStanding(_isPausePlanned ? _options.pause->atMs - 1 : nowMs);
     beginPause();
   } else if (!isPaused && _isPausePending) {
-    handOverStanding(nowMs);
+    handOverStanding(wasPlanned ? _options.pause->atMs + _options.pause->forMs : nowMs);
   }
 }
 

@@ -68,7 +68,8 @@ class Recording {
   RecordingClock _clock;
   std::int64_t _frames = 0;
   bool _isPausePending = false;
-  bool _hasSettled = false;  // the picture that stands was handed over twice
+  bool _isPausePlanned = false;  // what the last look found: the options ask for it, nobody else
+  bool _hasSettled = false;      // the picture that stands was handed over twice
   bool _hasWarnedOfSpace = false;
   bool _isDone = false;
   std::optional<std::string> _error;

@@ -123,10 +123,11 @@ bool waitUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-// The server finds a free display number by itself and writes it to descriptor 1.
+// The server finds a free display number by itself and writes it to descriptor 1. It would start
+// anew whenever its last client leaves.
 VirtualDisplay::VirtualDisplay(const std::string& size) {
   _server.emplace(std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", size + "x24",
-                                           "-nolisten", "tcp"});
+                                           "-nolisten", "tcp", "-noreset"});
   const bool isUp = waitUntil([this] {
     return !_server->isRunning() || _server->output().find('\n') != std::string::npos;
   });

@@ -14,7 +14,8 @@ inline constexpr std::size_t kPixelMemoryAlignment = 64;  // bytes: a cache line
 class PixelMemory {
  public:
   /// `size` bytes of zero. Memory comes page by page, with the first write, where the system hands
-  /// it out zeroed. Without enough memory the result is empty.
+  /// it out zeroed; in the inside of large blocks the pages are large. Without enough memory the
+  /// result is empty.
   static PixelMemory allocateZeroed(std::size_t size);
 
   std::uint8_t* base() const { return _base; }
