@@ -153,13 +153,19 @@ bool forEachSample(ReaderInput& input, const Run& run, Take take) {
   return true;
 }
 
-/// Whether the run lies behind `taken` and within the fragment, and where its bytes end.
+/// Where the run's bytes end, if they lie behind `taken` and within the fragment, and if the times
+/// can be.
 std::optional<std::uint64_t> endOf(ReaderInput& input, const Run& run, std::uint64_t taken,
                                    const FoundFragment& fragment) {
   std::uint64_t end = run.offset;
-  const bool isRead = forEachSample(
-      input, run, [&](std::uint32_t sizeBytes, std::uint32_t, bool) { end += sizeBytes; });
+  std::uint64_t duration = 0;
+  const bool isRead =
+      forEachSample(input, run, [&](std::uint32_t sizeBytes, std::uint32_t sampleDuration, bool) {
+        end += sizeBytes;
+        duration += sampleDuration;
+      });
   if (!isRead || run.offset < taken || end > fragment.mdat.end) return std::nullopt;
+  if (run.time > kMaxRecordedTime || duration > kMaxRecordedTime - run.time) return std::nullopt;
   return end;
 }
 

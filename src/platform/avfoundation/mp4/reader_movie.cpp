@@ -8,8 +8,9 @@ namespace {
 
 // A recording's tracks have at most two edits: nothing, then the samples.
 constexpr std::uint32_t kMaxEdits = 2;
-// Some eight thousand years: whatever is larger was never written, and sums stay within 64 bits.
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 48;
+// What samples of sound may be in a second.
+constexpr std::uint32_t kMinSampleRate = 1000;
+constexpr std::uint32_t kMaxSampleRate = std::uint32_t{1} << 20;
 
 /// What is common to both kinds of tracks.
 struct TrackBoxes {
@@ -32,7 +33,7 @@ bool read_tkhd(ByteReader reader, TrackBoxes& track) {
   track.movieDuration = reader.u64();
   reader.skip(kBeforeMatrix);
   for (std::int32_t& value : track.matrix) value = static_cast<std::int32_t>(reader.u32());
-  return reader.ok() && track.movieDuration <= kMaxTime;
+  return reader.ok() && track.movieDuration <= kMaxFinishedTime;
 }
 
 bool read_elst(ByteReader reader, TrackBoxes& track) {
@@ -113,13 +114,13 @@ bool readEdits(const TrackBoxes& boxes, StoredTrack& track, std::uint64_t& media
   mediaTime = 0;
   bool hasMedia = false;
   for (const Edit& edit : boxes.edits) {
-    if (edit.segmentDuration > kMaxTime || hasMedia) return false;
+    if (edit.segmentDuration > kMaxFinishedTime || hasMedia) return false;
     if (edit.mediaTime == kEmptyEdit) {
       if (track.emptyDuration > 0) return false;
       track.emptyDuration = edit.segmentDuration;
       continue;
     }
-    if (edit.mediaTime < 0 || static_cast<std::uint64_t>(edit.mediaTime) > kMaxTime) return false;
+    if (edit.mediaTime < 0) return false;
     mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
     hasMedia = true;
   }
@@ -139,6 +140,7 @@ bool takeVideo(ReaderInput& input, const TrackBoxes& boxes, StoredVideoTrack& vi
 bool takeAudio(ReaderInput& input, const TrackBoxes& boxes, StoredAudioTrack& audio) {
   std::uint64_t mediaTime = 0;
   audio.description.sampleRate = boxes.timescale;
+  if (boxes.timescale < kMinSampleRate || boxes.timescale > kMaxSampleRate) return false;
   if (boxes.trackId != kAudioTrackId || !readEdits(boxes, audio, mediaTime) ||
       mediaTime > 0xFFFFFFFF)
     return false;

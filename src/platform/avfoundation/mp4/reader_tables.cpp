@@ -156,7 +156,7 @@ bool readTables(ReaderInput& input, const TableBoxes& boxes, const FoundBox& med
       samples.add(size, duration, keyFrames.isKeyFrame());
       time += duration;
       end += size;
-      if (end > media.end) return false;
+      if (end > media.end || time > kMaxFinishedTime) return false;
     }
     samples.endRun();
     previousEnd = end;

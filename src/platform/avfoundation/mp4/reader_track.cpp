@@ -8,13 +8,11 @@ namespace vx::mp4 {
 namespace {
 
 constexpr std::uint64_t kMaxDelta = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
 
 }  // namespace
 
 bool FoundSamples::canContinueAt(std::uint64_t time) const {
-  if (_index.sampleCount() == 0) return time <= kMaxTime;
-  return time >= _lastTime && time - _lastTime <= kMaxDelta && time <= kMaxTime;
+  return _index.sampleCount() == 0 || (time >= _lastTime && time - _lastTime <= kMaxDelta);
 }
 
 void FoundSamples::beginRun(std::uint64_t time, std::uint64_t offset) {

@@ -84,9 +84,10 @@ void readFragments(ReaderInput& input, std::uint64_t begin, FoundRecording& reco
 
 bool readGrowing(ReaderInput& input, FoundRecording& recording) {
   const auto moov = BoxReader(input, kHeadStart, recording.sizeBytes).next();
-  if (!moov || moov->type != fourCC("moov") || !readStoredMovie(input, *moov, recording.movie) ||
-      !recording.movie.isFragmented)
-    return false;
+  StoredMovie& movie = recording.movie;
+  if (!moov || moov->type != fourCC("moov") || !readStoredMovie(input, *moov, movie)) return false;
+  if (!movie.isFragmented || movie.video.emptyDuration > 0) return false;
+  if (movie.audio && movie.audio->emptyDuration > kMaxRecordedTime) return false;
   readFragments(input, moov->end, recording);
   return true;
 }
