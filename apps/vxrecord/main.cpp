@@ -17,6 +17,7 @@
 #include "recording.h"
 #include "result.h"
 #include "terminal_keys.h"
+#include "verify.h"
 
 namespace {
 
@@ -112,6 +113,9 @@ int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
   const bool json = asksForJson(words);
   try {
+    if (isVerifyCommand(words)) {
+      return exitWith(runVerify(words));
+    }
     return runCommand(parseCommandLine(words));
   } catch (const UsageError& error) {
     return complain(ExitStatus::wrongUse, json, error.what());

@@ -43,6 +43,17 @@ ManualSection options() {
   return section;
 }
 
+ManualSection verify() {
+  return {"VERIFY",
+          "vxrecord verify FILE says whether a recording is whole and what is in it, and changes "
+          "nothing. An input of that name is written ./verify.",
+          {{"--json", "print one JSON object on standard output"},
+           {"--svg OUT.svg",
+            "draw the timeline: frames as bars of their durations, key frames, black stretches, "
+            "which stand for pauses, and sound"}},
+          "It checks the checksums of all samples. What was broken off is completed by vxrepair."};
+}
+
 ManualSection keys() {
   return {"KEYS",
           "While a recording runs and standard input is a terminal:",
@@ -68,7 +79,7 @@ ManualSection exitStatus() {
   return {"EXIT STATUS",
           {},
           {{"0", "done"},
-           {"1", "the recording failed"},
+           {"1", "the recording failed; with verify: it is not whole"},
            {"2", "wrong use, or an input that cannot be opened"}},
           {}};
 }
@@ -80,13 +91,14 @@ std::string_view manualSummary() {
 }
 
 const std::vector<std::string>& manualUsages() {
-  static const std::vector<std::string> usages = {"vxrecord [options] INPUT"};
+  static const std::vector<std::string> usages = {"vxrecord [options] INPUT",
+                                                  "vxrecord verify [--json] [--svg OUT.svg] FILE"};
   return usages;
 }
 
 const std::vector<ManualSection>& manualSections() {
-  static const std::vector<ManualSection> sections = {inputs(), options(), keys(), signals(),
-                                                      exitStatus()};
+  static const std::vector<ManualSection> sections = {inputs(), options(), verify(),
+                                                      keys(),   signals(), exitStatus()};
   return sections;
 }
 
