@@ -12,8 +12,8 @@
 
 namespace vx::mp4 {
 
-/// No recording lasts longer, in its tracks' own units; nothing that claims to is believed, and sums
-/// stay far below 64 bits. What a finish makes of such times is a little longer.
+/// No recording lasts longer, in its tracks' own units; nothing that claims to is believed, and
+/// sums stay far below 64 bits. What a finish makes of such times is a little longer.
 inline constexpr std::uint64_t kMaxRecordedTime = std::uint64_t{1} << 44;
 inline constexpr std::uint64_t kMaxFinishedTime = std::uint64_t{1} << 46;
 
