@@ -11,7 +11,7 @@ namespace {
 
 // The picture's measures, in units of SVG.
 constexpr double kWidth = 1200;
-constexpr double kLeft = 76;
+constexpr double kLeft = 88;
 constexpr double kRight = kWidth - 28;
 constexpr double kPlotWidth = kRight - kLeft;
 constexpr double kFramesTop = 92;
@@ -34,8 +34,7 @@ text { font-family: system-ui, "Segoe UI", "DejaVu Sans", sans-serif; fill: #475
 .longest { fill: #bfdbfe }
 .mean { fill: #3b82f6 }
 .key { fill: #f59e0b }
-.black { fill: #0f172a; fill-opacity: 0.14 }
-.blackTop { fill: #0f172a }
+.black { fill: #0f172a; fill-opacity: 0.85 }
 .sound { fill: #10b981 }
 .unheard { fill: #a7f3d0 }
 )";
@@ -89,13 +88,13 @@ class Picture {
     begin();
     drawTimeAxis();
     drawDurationAxis();
-    drawBlack();
     if (kPlotWidth / std::max<double>(static_cast<double>(_timeline.frames.size()), 1) >=
         kBinWidth * 2) {
       drawFrames();
     } else {
       drawFramesTogether();
     }
+    drawBlack();
     drawKeyFrames();
     drawSound();
     drawLegend();
@@ -205,7 +204,6 @@ void Picture::drawBlack() {
         "black for " + std::to_string(span.lengthMs()) + " ms at " + clockText(span.startMs);
     rectangle("black", x(static_cast<double>(span.startMs)), kFramesTop, width,
               kFramesBottom - kFramesTop, what);
-    rectangle("blackTop", x(static_cast<double>(span.startMs)), kFramesTop - 6, width, 6, what);
   }
 }
 
@@ -259,7 +257,7 @@ void Picture::drawFramesTogether() {
 
 void Picture::drawKeyFrames() {
   text("lane", kLeft - 8, kKeysTop + 12, "key frames");
-  double last = -kFewestMarkSpace;
+  double last = -kWidth;
   double bandStart = -1;
   const auto endBand = [&] {
     if (bandStart >= 0) {
@@ -316,7 +314,7 @@ void Picture::drawLegend() {
        {"mean", "frames: how long they are, on average", _isTogether},
        {"longest", "the longest", _isTogether},
        {"key", "key frame", true},
-       {"blackTop", "black, as in a pause", !_timeline.black.empty()},
+       {"black", "black, as in a pause", !_timeline.black.empty()},
        {"sound", "sound", _timeline.hasSound},
        {"unheard", "not heard", !_timeline.unheard.empty()}}};
   constexpr double kSignWidth = 26;

@@ -206,7 +206,7 @@ class SoundStretches {
     }
     const std::int64_t heardFrom = std::max(msOf(_start), _track.startMs);
     const std::int64_t until = std::min(msOf(_end), _track.durationMs);
-    if (msOf(_start) < heardFrom) {
+    if (std::max<std::int64_t>(msOf(_start), 0) < heardFrom) {
       _timeline.unheard.push_back(
           {std::max<std::int64_t>(msOf(_start), 0), std::min(heardFrom, msOf(_end))});
     }
