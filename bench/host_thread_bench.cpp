@@ -37,7 +37,7 @@ void reportRecorder(const std::string& subject, const Medians& own) {
 
 void measure(const FrameSource& source, const Options& options) {
   RunOptions run;
-  run.frames = options.pick<std::size_t>(source.height() > 1080 ? 150 : 400, 60, 5);
+  run.frames = options.pick<std::size_t>(source.height() > 1080 ? 120 : 300, 60, 5);
   run.pace = Pace::whenThereIsRoom;
   run.settings = {options.folder + "/host.mp4", speedFor(source)};
   Medians own;

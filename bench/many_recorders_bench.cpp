@@ -51,7 +51,7 @@ void measure(int recorders, const FrameSource& source, const Options& options) {
   const MovingPicture large(size.width, size.height);
   RunOptions run;
   run.settings.path = options.folder + "/together";
-  const std::size_t frames = options.pick<std::size_t>(2400, 480, 16);  // in all
+  const std::size_t frames = options.pick<std::size_t>(1200, 480, 16);  // in all
   std::vector<double> together, alone, asLarge;
   for (int round = 0; round < options.pick(3, 1, 1); ++round) {
     run.frames = frames;
