@@ -115,6 +115,14 @@ _vxrecord() {
   elif [[ $before == = ]]; then
     before=${COMP_WORDS[COMP_CWORD-2]}
   fi
+  if [[ ${COMP_WORDS[1]} == verify && $COMP_CWORD -gt 1 ]]; then
+    if [[ $word == -* ]]; then
+      mapfile -t COMPREPLY < <(compgen -W '--json --svg' -- "$word")
+    else
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+    fi
+    return
+  fi
   case $before in
 )sh" + cases +
          R"sh(  esac
@@ -134,11 +142,15 @@ _vxrecord() {
     done < <("${COMP_WORDS[0]}" --list-displays 2>/dev/null)
   elif [[ -n $word && x11: == "$word"* ]]; then
     COMPREPLY+=('x11:')
+    compopt -o nospace 2>/dev/null
   elif [[ -n $word && test: == "$word"* ]]; then
     COMPREPLY+=('test:')
+    compopt -o nospace 2>/dev/null
+  elif [[ -n $word && verify == "$word"* && $COMP_CWORD == 1 ]]; then
+    COMPREPLY+=('verify')
   fi
 }
-complete -o filenames -o nospace -F _vxrecord vxrecord
+complete -o filenames -F _vxrecord vxrecord
 )sh";
 }
 
@@ -152,7 +164,7 @@ std::string zshCompletion() {
 _vxrecord_input() {
   local -a displays
   displays=(${${(f)"$(_call_program displays vxrecord --list-displays 2>/dev/null)"}%% *})
-  _alternative 'files:file:_files' "displays:display:compadd -a displays" \
+  _alternative 'files:file:_files' 'commands:command:(verify)' "displays:display:compadd -a displays" \
     'tests:test picture:(test\:1280x720@30)'
 }
 _vxrecord_encoders() {
@@ -173,7 +185,11 @@ std::string fishCompletion() {
          "complete -c vxrecord -a "
          "'(vxrecord --list-displays 2>/dev/null | string replace -r \" .*\" \"\")' -d 'X "
          "display'\n"
-         "complete -c vxrecord -a 'test:1280x720@30' -d 'test picture'\n";
+         "complete -c vxrecord -a 'test:1280x720@30' -d 'test picture'\n"
+         "complete -c vxrecord -n __fish_use_subcommand -a verify "
+         "-d 'tell whether a recording is whole'\n"
+         "complete -c vxrecord -n '__fish_seen_subcommand_from verify' -l svg -r "
+         "-d 'draw the timeline'\n";
 }
 
 }  // namespace vxrecord

@@ -8,6 +8,14 @@ _vxrecord() {
   elif [[ $before == = ]]; then
     before=${COMP_WORDS[COMP_CWORD-2]}
   fi
+  if [[ ${COMP_WORDS[1]} == verify && $COMP_CWORD -gt 1 ]]; then
+    if [[ $word == -* ]]; then
+      mapfile -t COMPREPLY < <(compgen -W '--json --svg' -- "$word")
+    else
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+    fi
+    return
+  fi
   case $before in
     --storage-path) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
     --filename) return ;;
@@ -35,8 +43,12 @@ _vxrecord() {
     done < <("${COMP_WORDS[0]}" --list-displays 2>/dev/null)
   elif [[ -n $word && x11: == "$word"* ]]; then
     COMPREPLY+=('x11:')
+    compopt -o nospace 2>/dev/null
   elif [[ -n $word && test: == "$word"* ]]; then
     COMPREPLY+=('test:')
+    compopt -o nospace 2>/dev/null
+  elif [[ -n $word && verify == "$word"* && $COMP_CWORD == 1 ]]; then
+    COMPREPLY+=('verify')
   fi
 }
-complete -o filenames -o nospace -F _vxrecord vxrecord
+complete -o filenames -F _vxrecord vxrecord

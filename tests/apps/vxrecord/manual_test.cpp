@@ -93,6 +93,8 @@ TEST(Completion, BashKnowsTheValues) {
   EXPECT_THAT(completedByBash("vxrecord --pixel-format y", 2), ElementsAre("y420", "yuvs"));
   EXPECT_THAT(completedByBash("vxrecord --pixel-format = gr", 3), ElementsAre("gray"));
   EXPECT_THAT(completedByBash("vxrecord test", 1), testing::Contains("test:"));
+  EXPECT_THAT(completedByBash("vxrecord verif", 1), testing::Contains("verify"));
+  EXPECT_THAT(completedByBash("vxrecord verify --", 2), ElementsAre("--json", "--svg"));
   const TemporaryFolder folder;
   folder.makeFolder("wanted");
   EXPECT_THAT(completedByBash("vxrecord --storage-path " + (folder / "wan"), 2),
