@@ -10,6 +10,7 @@
 using namespace vx::mp4;
 using vx::fuzz::Bytes;
 using vx::mp4::test::Killed;
+using vx::mp4::test::MemoryInput;
 using vx::mp4::test::MemoryOutput;
 using vx::mp4::test::readBytes;
 
@@ -114,8 +115,9 @@ void requireSame(const FoundRecording& before, const FoundRecording& after) {
 
 void checkRepair(const Bytes& image, const FoundRecording& found) {
   Bytes completed = image;
+  MemoryInput input(completed);
   MemoryOutput output(completed);
-  if (!completeRecording(found, output).ok()) {
+  if (!completeRecording(found, input, output).ok()) {
     requireSame(found, readBytes(completed));
     return;
   }
@@ -133,11 +135,12 @@ void checkRepair(const Bytes& image, const FoundRecording& found) {
 
 void checkBrokenOffRepair(const Bytes& image, const FoundRecording& found, std::size_t bytes) {
   Bytes broken = image;
+  MemoryInput input(broken);
   MemoryOutput output(broken);
   output.bytesLeft = bytes;
   output.isKilled = true;
   try {
-    static_cast<void>(completeRecording(found, output));
+    static_cast<void>(completeRecording(found, input, output));
   } catch (const Killed&) {
   }
   const FoundRecording after = readBytes(broken);

@@ -64,7 +64,8 @@ Status refusal(const VXRecordingInspection& inspection) {
 }
 
 Status complete(OpenedFile file, const FoundRecording& recording) {
-  if (Status s = vx::mp4::completeRecording(recording, *file.output); !s.ok()) return s;
+  if (Status s = vx::mp4::completeRecording(recording, *file.input, *file.output); !s.ok())
+    return s;
   if (Status s = file.output->checkStillNamed(); !s.ok()) return s;
   return file.output->close();
 }

@@ -77,7 +77,8 @@ void readFragments(ReaderInput& input, std::uint64_t begin, FoundRecording& reco
     if (!isFollowing) addDamage(recording, recording.committedEnd, found->moof.offset);
     recording.committedEnd = found->end;
     ++recording.fragmentCount;
-    recording.unpublishedCount += found->isPublished ? 0 : 1;
+    if (found->isPublished) continue;
+    if (recording.unpublishedCount++ == 0) recording.unpublishedStart = found->moof.offset;
   }
   recording.tornBytes = limit - recording.committedEnd;
 }

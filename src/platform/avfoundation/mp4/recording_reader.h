@@ -34,8 +34,9 @@ struct FoundRecording {
   /// that are no part of the recording.
   std::uint64_t committedEnd = 0;
   std::uint64_t tornBytes = 0;
-  /// Whole fragments that nobody had published yet.
+  /// Whole fragments that nobody had published yet, and where the first of them begins.
   std::uint64_t unpublishedCount = 0;
+  std::uint64_t unpublishedStart = 0;
   std::uint64_t fragmentCount = 0;
   /// Not finished: parts between whole fragments. Finished, read in full: chunks of samples whose
   /// bytes no longer match what was written.

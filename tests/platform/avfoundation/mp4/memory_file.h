@@ -82,8 +82,9 @@ inline FoundRecording readBytes(const Bytes& bytes, ReadDepth depth = ReadDepth:
 /// The file after a repair.
 inline Bytes repaired(Bytes bytes) {
   const FoundRecording found = readBytes(bytes, ReadDepth::index);
+  MemoryInput input(bytes);
   MemoryOutput output(bytes);
-  if (found.isRepairable() && !completeRecording(found, output).ok())
+  if (found.isRepairable() && !completeRecording(found, input, output).ok())
     throw std::runtime_error("memory is never full");
   return bytes;
 }

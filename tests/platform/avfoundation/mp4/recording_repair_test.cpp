@@ -186,6 +186,28 @@ TEST(RecordingRepair, TakesAWholeFragmentThatWasNotPublished) {
   EXPECT_EQ(movieBoxes(repaired(image)), movieBoxes(repaired(whole)));
 }
 
+TEST(RecordingRepair, WritesOnceMoreWhatNoSyncHasProven) {
+  const Bytes whole = record({}, false);
+  Plan plan;
+  plan.fragments = 2;
+  const std::size_t start = record(plan, false).size();
+  Bytes image = whole;
+  const std::string_view free = "free";
+  std::copy(free.begin(), free.end(), image.begin() + static_cast<std::ptrdiff_t>(start + 4));
+
+  auto journal = std::make_shared<Journal>();
+  JournalFile output(journal);
+  MemoryInput input(image);
+  ASSERT_TRUE(completeRecording(readBytes(image), input, output).ok());
+  const auto isRewriting = [&](const JournalStep& step) {
+    return step.kind == JournalStep::Kind::write && step.offset == start;
+  };
+  const auto rewriting = std::find_if(journal->steps.begin(), journal->steps.end(), isRewriting);
+  ASSERT_NE(rewriting, journal->steps.end());
+  EXPECT_TRUE(std::equal(rewriting->bytes.begin(), rewriting->bytes.end(),
+                         image.begin() + static_cast<std::ptrdiff_t>(start), image.end()));
+}
+
 TEST(RecordingRepair, CutsBackZerosAndGarbage) {
   const Bytes whole = record({}, false);
   for (const int filling : {0x00, 0xFF, 0x01, 0x6D}) {
@@ -279,12 +301,13 @@ TEST(RecordingRepair, CanBeBrokenOffAtAnyByteAndRunAgain) {
   for (std::size_t bytes = 0;; ++bytes) {
     SCOPED_TRACE("stopped behind byte " + std::to_string(bytes));
     Bytes image = crashed;
+    MemoryInput input(image);
     MemoryOutput output(image);
     output.bytesLeft = bytes;
     output.isKilled = true;
     bool isDone = true;
     try {
-      ASSERT_TRUE(completeRecording(found, output).ok());
+      ASSERT_TRUE(completeRecording(found, input, output).ok());
     } catch (const Killed&) {
       isDone = false;
     }
@@ -299,9 +322,10 @@ TEST(RecordingRepair, LeavesTheFileReadableWhenTheDiskIsFull) {
   const FoundRecording found = readBytes(crashed, ReadDepth::index);
   for (std::size_t bytes = 0; bytes < whole.size() - crashed.size(); bytes += 17) {
     Bytes image = crashed;
+    MemoryInput input(image);
     MemoryOutput output(image);
     output.bytesLeft = bytes;
-    const Status status = completeRecording(found, output);
+    const Status status = completeRecording(found, input, output);
     ASSERT_FALSE(status.ok());
     EXPECT_EQ(status.error().code(), 28);
     EXPECT_EQ(image, crashed);
