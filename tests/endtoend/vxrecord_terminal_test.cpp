@@ -215,6 +215,37 @@ TEST_F(VxrecordTerminal, StoppedProgramGivesTheTerminalBackMeanwhile) {
   EXPECT_TRUE(program().mode() == before);
 }
 
+// In the background the keys are the shell's; brought to the front, they are the program's again.
+TEST_F(VxrecordTerminal, KeysFollowTheProgramToTheFront) {
+  TerminalProgram shell({"bash", "--norc", "-i"});
+  const auto showsFrames = [&] { return shell.screen().find(" frames  ") != std::string::npos; };
+  const auto shows = [&](const std::string& text) {
+    return waitUntil([&] { return shell.screen().find(text) != std::string::npos; });
+  };
+  std::string line;
+  for (const std::string& word :
+       vxrecordWith({"--realtime", "--storage-path", folder.path(), "test:160x120@25"})) {
+    line += word + " ";
+  }
+  shell.type(line + "&\n");
+  ASSERT_TRUE(waitUntil(showsFrames)) << shell.screen();
+  shell.type("echo q was t$((1))yped\n");
+  ASSERT_TRUE(shows("q was t1yped")) << shell.screen();
+  EXPECT_EQ(shell.screen().find("recorded "), std::string::npos);
+  shell.type("fg\n");
+  // The shell echoes the command; from then on the terminal is handed over.
+  ASSERT_TRUE(waitUntil([&] { return !shell.isInLineMode() && shell.mode().c_cc[VMIN] == 1; }));
+  ASSERT_TRUE(waitUntil([&] {
+    shell.type("q");
+    return shell.screen().find("recorded ") != std::string::npos;
+  })) << shell.screen();
+  EXPECT_EQ(decodeStrictly(file(), nullptr).errors, 0);
+  shell.type(
+      "\x15"
+      "exit 7\n");
+  EXPECT_EQ(shell.wait(), 7) << shell.screen();
+}
+
 TEST_F(VxrecordTerminal, WrongInputLeavesTheTerminalAsItWas) {
   start({folder / "missing.mkv"});
   EXPECT_EQ(program().wait(), 2);
