@@ -6,6 +6,7 @@
 #include "endtoend/vxrecord_run.h"
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
+#include "support/x11_stage.h"
 
 namespace vx::test {
 namespace {
@@ -117,6 +118,46 @@ TEST(VxrecordDisplay, MovingScreenKeepsToTheRate) {
   for (std::size_t i = 2; i < times.size() - 1; ++i) {  // the last one closes the recording
     EXPECT_GE(times[i] - times[i - 1], 99) << i;
   }
+}
+
+TEST(VxrecordDisplay, ScreenThatChangesItsSizeStaysInOneFile) {
+  const VirtualDisplay display;
+  X11Stage stage(display.name());
+  stage.fill(0, 0, 640, 480, 0xC81E28);
+  const TemporaryFolder folder;
+  const std::string file = folder / "Display_1.mp4";
+  Program program(vxrecordWith({"--storage-path", folder.path(), "x11:" + display.name()}));
+  const auto showsLast = [&](const Rgb& color) {
+    try {
+      const std::vector<Picture> pictures = decodePictures(file);
+      return !pictures.empty() && distance(pictures.back().meanAround(100, 100), color) <= 8;
+    } catch (const ReadError&) {
+      return false;  // still without a picture
+    }
+  };
+  ASSERT_TRUE(waitUntil([&] { return showsLast({0xC8, 0x1E, 0x28}); }));
+  stage.resizeScreen(320, 240);
+  stage.fill(0, 0, 320, 240, 0x1E3CC8);
+  ASSERT_TRUE(waitUntil([&] { return showsLast({0x1E, 0x3C, 0xC8}); }));
+  program.signal(SIGINT);
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  const Track track = readFile(file).video();
+  EXPECT_EQ(track.width, 640);
+  EXPECT_EQ(track.height, 480);
+}
+
+TEST(VxrecordDisplay, PointerIsInTheRecording) {
+  const VirtualDisplay display;
+  X11Stage stage(display.name());
+  stage.setPointer(16, 16, 8, 8, std::vector<std::uint32_t>(16 * 16, 0xFF00C81E));
+  stage.movePointer(200, 100);
+  const TemporaryFolder folder;
+  const ProgramResult run =
+      runVxrecord({"--storage-path", folder.path(), "--duration", "0.5", "x11:" + display.name()});
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const Picture picture = decodePictures(folder / "Display_1.mp4").back();
+  EXPECT_LE(distance(picture.meanAround(200, 100), {0x00, 0xC8, 0x1E}), 8);
+  EXPECT_LE(distance(picture.meanAround(220, 100), {0, 0, 0}), 8);
 }
 
 TEST(VxrecordDisplay, RecordsAPartOfOddSize) {

@@ -125,9 +125,13 @@ bool waitUntil(const std::function<bool()>& condition) {
 
 // The server finds a free display number by itself and writes it to descriptor 1. It would start
 // anew whenever its last client leaves.
-VirtualDisplay::VirtualDisplay(const std::string& size) {
-  _server.emplace(std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", size + "x24",
-                                           "-nolisten", "tcp", "-noreset"});
+VirtualDisplay::VirtualDisplay(const std::string& size,
+                               const std::vector<std::string>& serverOptions, int depth) {
+  std::vector<std::string> words = {"Xvfb",      "-displayfd", "1",
+                                    "-screen",   "0",          size + "x" + std::to_string(depth),
+                                    "-nolisten", "tcp",        "-noreset"};
+  words.insert(words.end(), serverOptions.begin(), serverOptions.end());
+  _server.emplace(words);
   const bool isUp = waitUntil([this] {
     return !_server->isRunning() || _server->output().find('\n') != std::string::npos;
   });

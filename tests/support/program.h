@@ -56,7 +56,10 @@ bool waitUntil(const std::function<bool()>& condition);
 /// A virtual X screen on a free display of its own, without a network socket.
 class VirtualDisplay {
  public:
-  explicit VirtualDisplay(const std::string& size = "640x480");
+  explicit VirtualDisplay(const std::string& size = "640x480",
+                          const std::vector<std::string>& serverOptions = {}, int depth = 24);
+  /// Ends the server while its clients are still there.
+  void end() { _server.reset(); }
   /// ":N".
   const std::string& name() const { return _name; }
 
