@@ -3,6 +3,8 @@
 #include "platform/avfoundation/encoder/frame_converter.h"
 #include "platform/avfoundation/encoder/key_frame_policy.h"
 #include "platform/avfoundation/outstanding_work.h"
+#include "platform/corevideo/pixel_buffer_registry.h"
+#include "platform/foundation/thread_priority.h"
 
 #include <algorithm>
 #include <new>
@@ -216,6 +218,7 @@ void WriterCore::abandon() {
 // ---- the coding thread ---------------------------------------------------------------------
 
 void WriterCore::codePictures() {
+  giveWayToOtherThreads();
   Status status = guarded([&]() -> Status {
     const EncoderWatch::Visit visit(_encoderWatch);
     _coding = std::make_unique<Coding>(_parts.makeEncoder(), _settings);
@@ -472,6 +475,8 @@ void WriterCore::completeFile() {
   }
   runHandler(handler);
   handler = nullptr;  // whatever it kept alive goes before the program may end
+  // Every picture is coded: none has to wait for its next use.
+  PixelBufferRegistry::instance().dropAllIdle();
   outstanding_work::end();
 }
 

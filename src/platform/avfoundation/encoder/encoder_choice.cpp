@@ -1,6 +1,11 @@
 #include "platform/avfoundation/encoder/encoder_choice.h"
 
+#if VX_WITH_LIBAVCODEC
+#include "platform/avfoundation/encoder/libavcodec_encoder.h"
+#endif
+
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 
 #ifndef VX_DEFAULT_VIDEO_ENCODER
@@ -42,9 +47,20 @@ VideoEncoderSettings smallPicture() {
 
 std::vector<EncoderOffer> makeOffers() {
   std::vector<EncoderOffer> offers;
-  offers.push_back({{"x264", "libx264, software; the speed follows the load", false,
+#if VX_WITH_X264
+  offers.push_back({{"x264", "libx264, software; its speed follows the load", false,
                      "GNU GPL 2 or later: a program that is shipped with it is under the GPL"},
                     makeX264Encoder});
+#endif
+#if VX_WITH_OPENH264
+  offers.push_back({{"openh264", "libopenh264, software", false,
+                     "BSD 2-clause: name its authors; patent fees are paid only for the binaries "
+                     "that Cisco hands out"},
+                    makeOpenH264Encoder});
+#endif
+#if VX_WITH_LIBAVCODEC
+  std::ranges::move(libavcodecOffers(), std::back_inserter(offers));
+#endif
   return offers;
 }
 

@@ -83,7 +83,9 @@ class VideoEncoder {
 
 using VideoEncoderFactory = std::function<std::unique_ptr<VideoEncoder>()>;
 
-/// libx264.
+/// libx264, in a build that has it.
 std::unique_ptr<VideoEncoder> makeX264Encoder();
+/// libopenh264, in a build that has it.
+std::unique_ptr<VideoEncoder> makeOpenH264Encoder();
 
 }  // namespace vx

@@ -1,0 +1,27 @@
+# The libraries that code video. docs/encoders.md says what each of them asks of those who ship it.
+option(VX_WITH_X264 "Code video by libx264 (GNU GPL)" ON)
+option(VX_WITH_OPENH264 "Code video by libopenh264 (BSD)" ON)
+option(VX_WITH_LIBAVCODEC "Code video by what FFmpeg's libavcodec offers, hardware too" ON)
+
+set(vx_encoder_modules)
+set(vx_default_encoder auto)
+if(VX_WITH_LIBAVCODEC)
+  list(APPEND vx_encoder_modules libavcodec libavutil)
+endif()
+if(VX_WITH_OPENH264)
+  list(APPEND vx_encoder_modules openh264)
+  set(vx_default_encoder openh264)
+endif()
+if(VX_WITH_X264)
+  list(APPEND vx_encoder_modules x264)
+  set(vx_default_encoder x264)
+endif()
+if(NOT vx_encoder_modules)
+  message(FATAL_ERROR "No video encoder is left: set VX_WITH_X264, VX_WITH_OPENH264 or "
+                      "VX_WITH_LIBAVCODEC")
+endif()
+set(VX_DEFAULT_VIDEO_ENCODER "" CACHE STRING
+    "The video encoder of hosts that choose none: \"auto\" or a name; empty for the build's best")
+if(VX_DEFAULT_VIDEO_ENCODER STREQUAL "")
+  set(VX_DEFAULT_VIDEO_ENCODER ${vx_default_encoder})
+endif()

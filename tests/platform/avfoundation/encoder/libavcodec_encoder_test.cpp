@@ -1,0 +1,37 @@
+#include "platform/avfoundation/encoder/libavcodec_encoder.h"
+
+#include <gtest/gtest.h>
+
+#include "coded_stream.h"
+
+namespace vx {
+namespace {
+
+Status opened(const std::string& name) {
+  return makeLibavcodecEncoder(name)->open(test::encoderSettings(320, 240));
+}
+
+TEST(LibavcodecEncoder, AnEncoderThatFFmpegLacksIsRefusedByName) {
+  const Status status = opened("h264_of_nobody");
+  ASSERT_FALSE(status.ok());
+  EXPECT_NE(status.error().localizedDescription().find("h264_of_nobody"), std::string::npos);
+}
+
+TEST(LibavcodecEncoder, AnEncoderForOtherPixelsIsRefused) {
+  EXPECT_FALSE(opened("libx264rgb").ok());
+}
+
+TEST(LibavcodecEncoder, AnEncoderWithoutParameterSetsIsRefused) {
+  EXPECT_FALSE(opened("rawvideo").ok());
+}
+
+TEST(LibavcodecEncoder, OffersHardwareBeforeSoftware) {
+  bool sawSoftware = false;
+  for (const EncoderOffer& offer : libavcodecOffers()) {
+    EXPECT_FALSE(offer.description.isHardware && sawSoftware) << offer.description.name;
+    sawSoftware = sawSoftware || !offer.description.isHardware;
+  }
+}
+
+}  // namespace
+}  // namespace vx
