@@ -58,6 +58,7 @@ class VirtualDisplay {
  public:
   explicit VirtualDisplay(const std::string& size = "640x480",
                           const std::vector<std::string>& serverOptions = {}, int depth = 24);
+  pid_t serverId() const { return _server->id(); }
   /// Ends the server while its clients are still there.
   void end() { _server.reset(); }
   /// ":N".
