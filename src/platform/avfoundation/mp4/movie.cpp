@@ -150,8 +150,9 @@ TrackTimes audioTimes(const FinishedMovie& movie, std::uint64_t videoEnd) {
       movie.creationTime, movie.modificationTime, mediaDuration(movie.audioTrack), 0, {}};
   const Audible audible = audibleOf(audio, movie.audioTrack.startTime);
   const std::uint64_t empty = silenceBefore(audible, audio);
-  const std::int64_t heard =
-      std::max<std::int64_t>(static_cast<std::int64_t>(times.mediaDuration) - audible.unheard, 0);
+  // A sound may be shorter than what is trimmed of it; an edit cannot begin behind its media.
+  const auto unheard = std::min(audible.unheard, static_cast<std::int64_t>(times.mediaDuration));
+  const auto heard = static_cast<std::int64_t>(times.mediaDuration) - unheard;
   auto played = static_cast<std::uint64_t>(rescaleUp(heard, audio.sampleRate, kMovieTimescale));
   bool isCut = false;
   if (const auto end = endOfAudio(movie, videoEnd); end && *end > empty && *end < empty + played) {
@@ -159,8 +160,7 @@ TrackTimes audioTimes(const FinishedMovie& movie, std::uint64_t videoEnd) {
     isCut = true;
   }
   times.movieDuration = empty + played;
-  if (empty > 0 || audible.unheard > 0 || isCut)
-    times.edits = audioEdits(empty, played, audible.unheard);
+  if (empty > 0 || unheard > 0 || isCut) times.edits = audioEdits(empty, played, unheard);
   return times;
 }
 

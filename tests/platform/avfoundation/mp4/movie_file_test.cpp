@@ -68,6 +68,16 @@ class MovieFileTest : public testing::Test {
 
 // ---- video times ---------------------------------------------------------------------------
 
+TEST_F(MovieFileTest, SoundShorterThanItsTrimIsTrimmedToItsEnd) {
+  show(0, 40);
+  describeSound(4800);
+  hear(0);
+  finish();
+  ASSERT_FALSE(edits(1).empty());
+  EXPECT_EQ(edits(1).back().mediaTime, 1024);
+  EXPECT_EQ(edits(1).back().segmentDuration, 0U);
+}
+
 TEST_F(MovieFileTest, StoresTheTimeToTheNextPicture) {
   for (std::int64_t time : {0, 0, 16, 33, 33, 50}) show(time, 999);
   finish(60);
