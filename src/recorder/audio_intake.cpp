@@ -1,6 +1,7 @@
 // Audio intake: the factory for sample buffers, the gate behind the first video sample, priming.
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "platform/cf_ref.h"
+#include "recorder/memory_shortage.h"
 
 #include <algorithm>
 #include <cmath>
@@ -89,10 +90,13 @@ CMSampleBufferRef VXVideoRecorder::createAudioSampleBuffer(const void* audioByte
   } catch (const NSException& exception) {
     NSLog("createAudioSampleBuffer exception : " + exception.description() + ".");
     return nullptr;
+  } catch (const std::bad_alloc&) {
+    recorder::logMemoryShortage("There is no audio sample buffer.");
+    return nullptr;
   }
 }
 
-void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) {
+void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) try {
   if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
     return;
   }
@@ -123,6 +127,8 @@ void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) {
   if (!appended) {
     logWriterStatus();
   }
+} catch (const std::bad_alloc&) {
+  recorder::logMemoryShortage("An audio sample is lost.");
 }
 
 void VXVideoRecorder::primeAudio(CMSampleBufferRef sampleBuffer) {

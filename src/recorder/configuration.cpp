@@ -1,5 +1,8 @@
 // The recorder object: construction, preparation of the writer, log and errors.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "recorder/memory_shortage.h"
+
+#include <new>
 
 using namespace vx;
 
@@ -11,7 +14,12 @@ constexpr double kQuarterTurn = 1.5707963267948966;  // radians
 
 std::shared_ptr<VXVideoRecorder> VXVideoRecorder::initWithDelegate(
     std::shared_ptr<VXVideoRecorderDelegate> delegate) {
-  return std::make_shared<VXVideoRecorder>(ConstructionKey{}, std::move(delegate));
+  try {
+    return std::make_shared<VXVideoRecorder>(ConstructionKey{}, std::move(delegate));
+  } catch (const std::bad_alloc&) {
+    recorder::logMemoryShortage("There is no recorder.");
+    return nullptr;
+  }
 }
 
 VXVideoRecorder::VXVideoRecorder(ConstructionKey, std::shared_ptr<VXVideoRecorderDelegate> receiver)
@@ -30,15 +38,23 @@ bool VXVideoRecorder::prepareWithConfig(CGSize frameSize) {
   if (error) {
     return false;
   }
-  setVideoWriterInput(AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeVideo,
-                                                                        videoSettings(frameSize)));
-  _videoWriterInput->setExpectsMediaDataInRealTime(true);
-  if (_isVideoRotation) {
-    _videoWriterInput->setTransform(CGAffineTransformMakeRotation(kQuarterTurn));
-  }
-  _writer->addInput(_videoWriterInput);
-  if (_audioEnabled) {
-    prepareAudioWriter();
+  try {
+    setVideoWriterInput(AVAssetWriterInput::assetWriterInputWithMediaType(
+        AVMediaTypeVideo, videoSettings(frameSize)));
+    _videoWriterInput->setExpectsMediaDataInRealTime(true);
+    if (_isVideoRotation) {
+      _videoWriterInput->setTransform(CGAffineTransformMakeRotation(kQuarterTurn));
+    }
+    _writer->addInput(_videoWriterInput);
+    if (_audioEnabled) {
+      prepareAudioWriter();
+    }
+  } catch (const std::bad_alloc&) {
+    // Half a writer would refuse all frames to come; without one, the next frame tries anew.
+    setWriter(nullptr);
+    setVideoWriterInput(nullptr);
+    setAudioWriterInput(nullptr);
+    throw;
   }
   return true;
 }

@@ -1,5 +1,6 @@
 // Stop, pause and destruction.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "recorder/memory_shortage.h"
 #include "storage/folder_quota.h"
 
 using namespace vx;
@@ -11,7 +12,7 @@ constexpr CMTimeScale kMillisecondTimescale = 1000;
 
 void VXVideoRecorder::pause() { _pause = true; }
 
-void VXVideoRecorder::stop() {
+void VXVideoRecorder::stop() try {
   const auto alive = weak_from_this().lock();  // none while the recorder is being destroyed
   if (!_writer) {
     return;
@@ -34,6 +35,8 @@ void VXVideoRecorder::stop() {
                  descriptionOfList(NSThread::callStackSymbols()),
              kLogLevel);
   }
+} catch (const std::bad_alloc&) {
+  recorder::logMemoryShortage("The recording is not stopped yet.");
 }
 
 std::function<void()> VXVideoRecorder::makeFinishStep() {
@@ -59,14 +62,19 @@ std::function<void()> VXVideoRecorder::makeFinishStep() {
 void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
                                  const std::weak_ptr<AVAssetWriter>& weakWriter,
                                  const std::string& writtenFile) {
-  if (_folderLimitSize != 0) {
-    checkFolderSizeAndDeleteFile(filename.value_or(""), writtenFile);
-  }
+  // Short memory costs the steps that need it; the host is told in any case.
+  recorder::unlessMemoryIsShort("The folder's quota is not applied.", [&] {
+    if (_folderLimitSize != 0) {
+      checkFolderSizeAndDeleteFile(filename.value_or(""), writtenFile);
+    }
+  });
   const std::shared_ptr<AVAssetWriter> writer = weakWriter.lock();
   const bool completed = writer && writer->status() == AVAssetWriterStatusCompleted;
-  writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
-               (completed ? "done" : "failed"),
-           kLogLevel);
+  recorder::unlessMemoryIsShort("A log line is lost.", [&] {
+    writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
+                 (completed ? "done" : "failed"),
+             kLogLevel);
+  });
   if (const std::shared_ptr<VXVideoRecorderDelegate> receiver = delegate) {
     receiver->writeVideoFileDone();
   }

@@ -2,6 +2,7 @@
 #include "VXVideoRecorder/NSDictionary+extension.h"
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "platform/cf_ref.h"
+#include "recorder/memory_shortage.h"
 #include "recorder/timing.h"
 
 using namespace vx;
@@ -29,7 +30,7 @@ const void* frameBytes(const NSDictionary& frame) {
 
 }  // namespace
 
-void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) {
+void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) try {
   if (!frame) {
     return;
   }
@@ -59,6 +60,8 @@ void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) {
           recorder._buffer = converted;
         }
       });
+} catch (const std::bad_alloc&) {
+  recorder::logMemoryShortage("A frame is lost.");
 }
 
 void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType, CGSize size,
@@ -68,12 +71,12 @@ void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType,
     return;
   }
   if (!_writer) {
+    // Whatever becomes of the preparation: the frame that succeeds sets the zero of the clock anew.
+    _startTime = timestamp;
+    _timestamp = 0;
     if (prepareWithConfig(size)) {
       startWriting();
     }
-    // Also when preparation failed: the frame that succeeds sets the zero of the clock anew.
-    _startTime = timestamp;
-    _timestamp = 0;
   }
   if (!_writer) {
     return;

@@ -4,6 +4,7 @@
 #include "platform/avfoundation/queueing_input.h"
 
 #include <future>
+#include <new>
 
 namespace vx {
 namespace {
@@ -65,7 +66,12 @@ bool FileAssetWriter::startWriting() {
   if (_core->status() != AVAssetWriterStatusUnknown) {
     raiseWrongUse("A writer is started once");
   }
-  const Status status = start();
+  Status status;
+  try {
+    status = start();
+  } catch (const std::bad_alloc&) {
+    status = _core->outOfMemory();
+  }
   if (!status) {
     _core->fail(status);
   }

@@ -22,7 +22,7 @@ constexpr QueueLimits kCodedLimits{4096, 32 * kMegabyte};
 constexpr std::chrono::milliseconds kCommitInterval{500};
 constexpr std::size_t kCommitBytes = 8 * kMegabyte;
 
-NSError outOfMemory() {
+NSError memoryError() {
   return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
                  "There is not enough memory to go on recording; what was recorded so far is kept. "
                  "Close other programs or record a smaller picture.");
@@ -74,7 +74,7 @@ struct WriterCore::Coding {
 WriterCore::WriterCore(std::string path, WriterParts parts)
     : _path(std::move(path)),
       _parts(std::move(parts)),
-      _outOfMemory(outOfMemory()),
+      _outOfMemory(memoryError()),
       _pictures(kPictureLimits),
       _coded(kCodedLimits),
       _encoderWatch(_parts.encoderPatience) {}

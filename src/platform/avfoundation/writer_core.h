@@ -73,6 +73,8 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   /// Remembers the error, stops taking samples and lets the file be finished with what it has.
   /// Only the first error counts. Thread: any.
   void fail(Status error);
+  /// The error for want of memory. It takes none.
+  const Status& outOfMemory() const { return _outOfMemory; }
 
   /// Thread: any, for these two.
   AVAssetWriterStatus status() const;

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <limits>
+#include <new>
+#include <string>
 
 namespace vx::mp4 {
 
@@ -11,10 +13,15 @@ namespace {
 
 constexpr std::size_t kDrainAtBytes = std::size_t{1} << 20;
 
-Status tooLarge(std::string what) {
+Status tooLarge(const std::string& what) {
   return NSError(AVFoundationErrorDomain, AVErrorUnknown,
-                 "The recording has grown beyond what an MP4 file can describe (" +
-                     std::move(what) + "). Record in several files.");
+                 "The recording has grown beyond what an MP4 file can describe (" + what +
+                     "). Record in several files.");
+}
+
+std::array<std::uint8_t, 4> bigEndian(std::uint32_t value) {
+  return {static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
+          static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
 }
 
 }  // namespace
@@ -37,12 +44,7 @@ void ByteStream::put24(std::uint32_t value) {
   put16(static_cast<std::uint16_t>(value));
 }
 
-void ByteStream::put32(std::uint32_t value) {
-  const std::array<std::uint8_t, 4> bytes{
-      static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
-      static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
-  putBytes(bytes);
-}
+void ByteStream::put32(std::uint32_t value) { putBytes(bigEndian(value)); }
 
 void ByteStream::put64(std::uint64_t value) {
   put32(static_cast<std::uint32_t>(value >> 32));
@@ -57,17 +59,31 @@ void ByteStream::putZeros(std::size_t count) {
   while (count-- > 0) put8(0);
 }
 
-void ByteStream::patch32(std::uint64_t position, std::uint32_t value) {
-  if (!_status.ok()) return;
-  // A place on the border of two pieces is handed on whole, so that one write can patch it.
-  if (position < _drained && position + 4 > _drained) drainBuffer();
-  ByteStream patch;
-  patch.put32(value);
-  if (position < _drained)
-    fail(_drain(position, patch.bytes()));
-  else
-    std::copy(patch.bytes().begin(), patch.bytes().end(),
-              _buffer.begin() + static_cast<std::ptrdiff_t>(position - _drained));
+template <typename Step>
+void ByteStream::withoutRaising(Step step) noexcept {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    _memoryWasShort = true;
+  }
+}
+
+void ByteStream::patch32(std::uint64_t position, std::uint32_t value) noexcept {
+  withoutRaising([&] {
+    if (!_status.ok()) return;
+    // A place on the border of two pieces is handed on whole, so that one write can patch it.
+    if (position < _drained && position + 4 > _drained) drainBuffer();
+    const std::array<std::uint8_t, 4> patch = bigEndian(value);
+    if (position < _drained)
+      fail(_drain(position, patch));
+    else
+      std::copy(patch.begin(), patch.end(),
+                _buffer.begin() + static_cast<std::ptrdiff_t>(position - _drained));
+  });
+}
+
+void ByteStream::failTooLarge(const char* what) noexcept {
+  withoutRaising([&] { fail(tooLarge(what)); });
 }
 
 void ByteStream::fail(Status status) {
@@ -75,6 +91,7 @@ void ByteStream::fail(Status status) {
 }
 
 Status ByteStream::finish() {
+  if (_memoryWasShort) throw std::bad_alloc();
   if (_drain) drainBuffer();
   return _status;
 }
@@ -94,7 +111,7 @@ Box::Box(ByteStream& stream, std::string_view type) : _stream(stream), _start(st
 Box::~Box() {
   const std::uint64_t size = _stream.position() - _start;
   if (size > std::numeric_limits<std::uint32_t>::max())
-    _stream.fail(tooLarge("a box over 4 GiB"));
+    _stream.failTooLarge("a box over 4 GiB");
   else
     _stream.patch32(_start, static_cast<std::uint32_t>(size));
 }
@@ -112,7 +129,7 @@ EntryCount::EntryCount(ByteStream& stream) : _stream(stream), _position(stream.p
 
 EntryCount::~EntryCount() {
   if (_count > std::numeric_limits<std::uint32_t>::max())
-    _stream.fail(tooLarge("more than 4294967295 samples"));
+    _stream.failTooLarge("more than 4294967295 samples");
   else
     _stream.patch32(_position, static_cast<std::uint32_t>(_count));
 }
@@ -126,7 +143,7 @@ Descriptor::Descriptor(ByteStream& stream, std::uint8_t tag)
 Descriptor::~Descriptor() {
   const std::uint64_t size = _stream.position() - _sizePosition - 4;
   if (size >= 1U << 28) {
-    _stream.fail(tooLarge("a descriptor over 256 MiB"));
+    _stream.failTooLarge("a descriptor over 256 MiB");
     return;
   }
   // Seven bits a byte; the top bit says that another byte follows.

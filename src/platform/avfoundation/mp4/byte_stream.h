@@ -39,23 +39,30 @@ class ByteStream {
 
   /// Bytes put so far.
   std::uint64_t position() const { return _drained + _buffer.size(); }
-  /// Overwrites bytes that were put before.
-  void patch32(std::uint64_t position, std::uint32_t value);
+  /// Overwrites bytes that were put before. Raises nothing, for the destructors that need it:
+  /// memory that is short shows in `finish`.
+  void patch32(std::uint64_t position, std::uint32_t value) noexcept;
+  /// Fails the stream because something in it cannot be described. Raises nothing either.
+  void failTooLarge(const char* what) noexcept;
   void fail(Status status);
 
-  /// Hands on what is left and reports the first failure.
+  /// Hands on what is left and reports the first failure; raises `std::bad_alloc` when memory was
+  /// short before.
   Status finish();
   /// What was put and not handed on: everything, without a drain.
   const std::vector<std::uint8_t>& bytes() const { return _buffer; }
   std::vector<std::uint8_t> takeBytes() { return std::move(_buffer); }
 
  private:
+  template <typename Step>
+  void withoutRaising(Step step) noexcept;
   void drainBuffer();
 
   Drain _drain;
   std::vector<std::uint8_t> _buffer;
   std::uint64_t _drained = 0;
   Status _status;
+  bool _memoryWasShort = false;
 };
 
 /// A box (ISO/IEC 14496-12, 4.2) that is open while this lives; its size is patched at the end. A
