@@ -70,6 +70,9 @@ class LongRecording : public testing::Test {
   }
   /// Returns how long the finish took, in milliseconds.
   std::int64_t stop() {
+    // Without room the held frame could not be written.
+    EXPECT_TRUE(
+        recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
     const Clock::time_point start = Clock::now();
     recorder->stop();
     EXPECT_TRUE(ear->waitForFilesDone());

@@ -39,14 +39,14 @@ class PlayedEncoder final : public VideoEncoder {
                           : NSError(AVFoundationErrorDomain, AVErrorEncoderNotFound, "closed");
   }
   const ParameterSets& parameterSets() const override { return _sets; }
-  Status encode(const PlanarPicture&, std::int64_t, bool forceKeyFrame,
+  Status encode(const PlanarPicture&, const PictureRequest& request,
                 AccessUnit& accessUnit) override {
     const std::int64_t number = _script->coded++;
     _script->waitWhileHanging(number);
     if (number == _script->failsAt) {
       return NSError(AVFoundationErrorDomain, AVErrorEncodeFailed, "broken");
     }
-    _last = _script->pictureAfter(_last, forceKeyFrame || number == 0);
+    _last = _script->pictureAfter(_last, request.forceKeyFrame || number == 0);
     const H264Source::Picture& picture = _script->source.pictures[_last];
     accessUnit = {picture.bytes, picture.isKeyFrame};
     if (_script->paddingBytes > 0) {
@@ -88,6 +88,7 @@ class MemoryFile final : public mp4::OutputFile {
     return fault();
   }
   Status checkStillNamed() override { return {}; }
+  void discard() override { _disk->bytes.clear(); }
   Status close() override { return fault(); }
 
  private:
