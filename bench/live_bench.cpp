@@ -24,7 +24,7 @@ std::string atRate(const FrameSource& source, const RunOptions& run) {
 /// What is told of everybody.
 struct Common {
   double nonMediaPercent = 0;
-  double peakMegabytes = 0;
+  double megabytesAboveFrames = 0;
 };
 
 Common reportCommon(const std::string& subject, const std::string& who, const RunResult& result,
@@ -54,11 +54,20 @@ Common reportCommon(const std::string& subject, const std::string& who, const Ru
     report(
         {"live", subject, who + ", SSIM", meanSsim(run.settings.path, source, kSsimStep), "", {}});
   }
-  const Common common{file.nonMediaShare() * 100,
-                      static_cast<double>(result.peakBytes) / kMegabyte};
+  const double peak = static_cast<double>(result.peakBytes) / kMegabyte;
+  const double frames = static_cast<double>(result.peakFrames * source.frameBytes()) / kMegabyte;
+  const Common common{file.nonMediaShare() * 100, peak - frames};
   report({"non-media bytes", subject, who, common.nonMediaPercent, "%",
           who == "recorder" ? Goal::atMost(0.5) : Goal{}});
-  report({"memory", subject, who + ", peak", common.peakMegabytes, "MB", {}});
+  report({"memory", subject, who + ", peak", peak, "MB", {}});
+  report({"memory",
+          subject,
+          who + ", frames waiting at most",
+          static_cast<double>(result.peakFrames),
+          "",
+          {}});
+  report(
+      {"memory", subject, who + ", peak above the frames", common.megabytesAboveFrames, "MB", {}});
   report({"memory",
           subject,
           who + ", in the end",
@@ -90,12 +99,12 @@ void measureAlternatives(const FrameSource& source, const RunOptions& run, const
     const RunResult result = recordInChild(make, source, run);
     const Common other = reportCommon(subject, make()->name(), result, source, run);
     least.nonMediaPercent = std::min(least.nonMediaPercent, other.nonMediaPercent);
-    least.peakMegabytes = std::min(least.peakMegabytes, other.peakMegabytes);
+    least.megabytesAboveFrames = std::min(least.megabytesAboveFrames, other.megabytesAboveFrames);
   }
   report({"non-media bytes", subject, "recorder / least alternative",
           own.nonMediaPercent / least.nonMediaPercent, "x", Goal::atMost(1)});
-  report({"memory", subject, "recorder / least alternative, peak",
-          own.peakMegabytes / least.peakMegabytes, "x", Goal::atMost(1)});
+  report({"memory", subject, "recorder / least alternative, above the frames",
+          own.megabytesAboveFrames / least.megabytesAboveFrames, "x", Goal::atMost(1)});
 }
 
 void measure(const FrameSource& source, int framesPerSecond, const Options& options) {

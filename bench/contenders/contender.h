@@ -58,6 +58,8 @@ class Contender {
   virtual void waitUntilDone() {}
   /// The most memory that programs other than this process took for it.
   virtual std::uint64_t peakBytesElsewhere() const { return 0; }
+  /// How many of the frames handed over it has not coded yet.
+  virtual std::size_t framesHeld() const { return 1; }
 };
 
 std::unique_ptr<Contender> makeRecorder();

@@ -48,6 +48,9 @@ class GStreamerContender final : public Contender {
   void waitForRoom(Pace pace) override;
   bool append(std::size_t i, std::uint32_t timeMs) override;
   void stop() override;
+  std::size_t framesHeld() const override {
+    return gst_app_src_get_current_level_buffers(GST_APP_SRC(_input.get())) + 1;
+  }
 
  private:
   void fill(GstBuffer* buffer, const std::uint8_t* bytes);

@@ -1,5 +1,6 @@
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "bench/contenders/contender.h"
+#include "platform/corevideo/pixel_buffer_registry.h"
 
 #include <atomic>
 #include <filesystem>
@@ -54,6 +55,11 @@ class RecorderContender final : public Contender {
          {"height", _source->height()},
          {"bytesPerRow", _source->bytesPerRow()}});
     return _delegate->refused == refusedBefore;
+  }
+
+  std::size_t framesHeld() const override {
+    const auto counts = vx::PixelBufferRegistry::instance().counts();
+    return counts.buffers - counts.idleBuffers;
   }
 
   void stop() override { _recorder->stop(); }

@@ -5,6 +5,7 @@
 #include "bench/harness/plain_copy.h"
 #include "bench/harness/timing.h"
 
+#include <algorithm>
 #include <optional>
 #include <thread>
 
@@ -38,6 +39,7 @@ void pushFrames(Contender& contender, const FrameSource& source, const RunOption
     const bool taken = contender.append(i, timeOf(i, options.settings.framesPerSecond));
     const double push = secondsSince(pushStart);
     result.refused += taken ? 0 : 1;
+    result.peakFrames = std::max<std::uint64_t>(result.peakFrames, contender.framesHeld());
     if (i >= options.frames / kWarmUpShare) {
       pushes.push_back(push);
       copies.push_back(copy);

@@ -30,6 +30,7 @@ struct RunResult {
   // Beyond what was there before, the source's frames among it.
   std::uint64_t peakBytes = 0;
   std::uint64_t settledBytes = 0;  // after the last frame, before `stop`
+  std::uint64_t peakFrames = 0;    // that were held, not yet coded, at one time
 };
 
 /// Thread: any; several at once record side by side.
