@@ -50,8 +50,12 @@ Status FragmentCommitter::publishAudio(const MovieHead& head, const ReservedAudi
   if (Status s = writeAt(head.reservedTrexOffset, withType(boxes.trex, "free")); !s.ok()) return s;
   // 2. Durable.
   if (Status s = sync(); !s.ok()) return s;
-  // 3. Their types: the defaults first, which mean nothing without the track.
+  // 3. The defaults' type, which means nothing without the track; a track without defaults would be
+  //    wrong, and the disk may take the two writes in either order.
   if (Status s = writeType(head.reservedTrexOffset, "trex"); !s.ok()) return s;
+  // 4. Durable.
+  if (Status s = sync(); !s.ok()) return s;
+  // 5. The track's.
   return writeType(head.reservedTrakOffset, "trak");
 }
 
