@@ -1,13 +1,12 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "movie_fixture.h"
 #include "platform/avfoundation/mp4/output_file.h"
+#include "support/small_disk.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,8 +18,10 @@ namespace vx::mp4::test {
 namespace {
 
 using vx::test::Decode;
+using vx::test::FileSizeLimit;
 using vx::test::readMovie;
 using vx::test::readWholeFile;
+using vx::test::SmallDisk;
 
 NSError creationErrorOf(const std::string& path) {
   std::unique_ptr<OutputFile> file;
@@ -136,20 +137,6 @@ TEST(PosixFile, NoticesThatItsNameIsGone) {
 
 // ---- no room -------------------------------------------------------------------------------
 
-/// A limit on the size of files while this lives.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &_before);
-    const rlimit limit{bytes, _before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &_before); }
-
- private:
-  rlimit _before{};
-};
-
 TEST(PosixFile, TurnsTheFileSizeLimitIntoAnErrorWithoutASignal) {
   TemporaryFolder folder;
   std::unique_ptr<OutputFile> file;
@@ -204,23 +191,6 @@ TEST(PosixFile, LetsARecordingFinishAtTheFileSizeLimit) {
   expectWholePlainMovie(folder.file("a.mp4"), pictures);
 }
 
-/// A small file system of its own while this lives.
-class SmallDisk {
- public:
-  explicit SmallDisk(const char* options) {
-    _isMounted = ::mount("tmpfs", _folder.path().c_str(), "tmpfs", 0, options) == 0;
-  }
-  ~SmallDisk() {
-    if (_isMounted) ::umount2(_folder.path().c_str(), MNT_DETACH);
-  }
-  bool isMounted() const { return _isMounted; }
-  std::string file(const std::string& name) const { return _folder.file(name); }
-
- private:
-  TemporaryFolder _folder;
-  bool _isMounted = false;
-};
-
 TEST(PosixFile, LetsARecordingFinishOnAFullDisk) {
   const SmallDisk disk("size=2m");
   if (!disk.isMounted()) GTEST_SKIP() << "mounting a small disk needs root";
@@ -237,10 +207,7 @@ TEST(PosixFile, LetsARecordingFinishWhenOthersFillTheDisk) {
   for (std::size_t n = 0; n < 50; ++n)
     ASSERT_TRUE(file->appendVideo(picture(smallSource(), n, static_cast<std::int64_t>(n))).ok());
   ASSERT_TRUE(file->commit().ok());
-  std::ofstream other(disk.file("other"), std::ios::binary);
-  const std::string block(1 << 16, 'x');
-  while (other.write(block.data(), static_cast<std::streamsize>(block.size())) && other.flush()) {
-  }
+  disk.fill();
   EXPECT_TRUE(file->finish(50).ok());
   expectWholePlainMovie(disk.file("a.mp4"), 50);
 }
