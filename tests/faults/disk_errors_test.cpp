@@ -2,6 +2,7 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "faults/fault_disk.h"
 #include "faults/scripted_recording.h"
+#include "stress/form.h"
 #include "support/movie_reader.h"
 #include "support/temporary_folder.h"
 
@@ -118,6 +119,8 @@ TEST_P(DiskErrors, LeaveAReadableFileAndOneErrorAtWhicheverCall) {
     if (hasBegun) expectPlainAfterOneFullDisk(attempt, fault);
     if (HasFailure()) return;
   }
+  report(std::string("call k fails, ") + fault.name + " | each of " + std::to_string(count) +
+         " calls | no committed frame lost, one error, nothing published after a failed sync");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -156,9 +159,15 @@ void expectTheSameBytes(const FaultDisk::Answer& answer) {
   ADD_FAILURE() << "no two recordings within one second";
 }
 
-TEST(InterruptedCalls, LeaveTheSameBytes) { expectTheSameBytes(interruptEveryCall()); }
+TEST(InterruptedCalls, LeaveTheSameBytes) {
+  expectTheSameBytes(interruptEveryCall());
+  report("every call is interrupted | 1 recording | the same bytes as without");
+}
 
-TEST(ShortWrites, LeaveTheSameBytes) { expectTheSameBytes(shortenEveryWrite()); }
+TEST(ShortWrites, LeaveTheSameBytes) {
+  expectTheSameBytes(shortenEveryWrite());
+  report("every write ends half-way, and once more | 1 recording | the same bytes as without");
+}
 
 TEST(ShortAndInterruptedWrites, LeaveTheSameBytes) {
   expectTheSameBytes([](const DiskEvent& event) -> DiskAnswer {
