@@ -188,10 +188,20 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   // ---- pools and conversion (src/pixelbuffer/) ---------------------------------------------
 
   /// How many bytes of "frameBuffer" a frame of this description reads at most; the data must hold
-  /// as many. y420: a plane of width x height and two of floor(width / 2) x ceil(height / 2), back
-  /// to back. Every other code: height - 1 rows of `bytesPerRow`, and of the last row what fits
-  /// into a buffer's row, which is the pixels' bytes or somewhat more, never beyond `bytesPerRow`;
-  /// so `bytesPerRow` x height is always enough. 0 for a width or height of 0. Thread: any.
+  /// as many, because their length is not checked.
+  ///
+  /// | code                                        | bytes                                        |
+  /// |---------------------------------------------|----------------------------------------------|
+  /// | y420                                        | width x height, then twice floor(width / 2) x
+  /// | |                                             | ceil(height / 2); `bytesPerRow` does not
+  /// count | | BGRA, ARGB, RGBA, ABGR, RGB and BGR of 24   | bytesPerRow x (height - 1), and of the
+  /// last  | | bits, 2vuy, yuvs, gray                      | row the smaller of bytesPerRow and 4 x
+  /// width  | |                                             | rounded up to a multiple of 32 |
+  ///
+  /// So `bytesPerRow` x height is always enough for the packed codes. Less is read of the last row
+  /// when all frames of a size have one code of fewer bytes a pixel (3, 2 or 1 in the place of 4).
+  /// A frame without pixels, and one with a width or height of 0, reads nothing; 0 for the latter.
+  /// Thread: any.
   static std::size_t frameBufferLength(std::uint32_t pixelFormatType, std::uint32_t width,
                                        std::uint32_t height, std::uint32_t bytesPerRow);
 

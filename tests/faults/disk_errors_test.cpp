@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 namespace vx::test {
@@ -119,8 +120,10 @@ TEST_P(DiskErrors, LeaveAReadableFileAndOneErrorAtWhicheverCall) {
     if (hasBegun) expectPlainAfterOneFullDisk(attempt, fault);
     if (HasFailure()) return;
   }
-  report(std::string("call k fails, ") + fault.name + " | each of " + std::to_string(count) +
-         " calls | no committed frame lost, one error, nothing published after a failed sync");
+  report(std::string(::strerrorname_np(fault.error)) + " at call k, " +
+         (fault.forEver ? "and at all after it" : "once") + " | k = 1 to " + std::to_string(count) +
+         " | no committed frame; one error with its code, " +
+         "nothing published after a failed sync");
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -128,10 +128,11 @@ class LivePowerCut : public testing::TestWithParam<std::size_t> {
     return count;
   }
   void expectOpenEverywhere(const Bytes& state, int number, std::size_t pictures) const {
-    const ReadMovie read = readMovie(state, Decode::strictly);
+    // Decoding takes long, and starting programs longer.
+    const ReadMovie read = readMovie(state, number % 5 == 0 ? Decode::strictly : Decode::no);
     EXPECT_TRUE(read.isOpen);
     EXPECT_THAT(read.complaints, IsEmpty());
-    if (number % 20 != 0 || pictures == 0) return;
+    if (number % 50 != 0 || pictures == 0) return;
     const std::string path = folder / "state.mp4";
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(state.data()),

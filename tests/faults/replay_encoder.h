@@ -25,7 +25,7 @@ class ReplayEncoder final : public VideoEncoder {
     return Status::success();
   }
   const ParameterSets& parameterSets() const override { return _sets; }
-  Status encode(const PlanarPicture&, std::int64_t, bool, AccessUnit& unit) override {
+  Status encode(const PlanarPicture&, const PictureRequest&, AccessUnit& unit) override {
     const auto& picture = source().pictures[*_count % source().pictures.size()];
     _bytes = picture.bytes;
     if (_fillerBytes > 0) addFiller();
