@@ -1,5 +1,6 @@
 // The folder of a recording goes away while it is recorded.
 #include "faults/fault_disk.h"
+#include "stress/form.h"
 #include "support/movie_checker.h"
 #include "support/program.h"
 #include "support/recorder_fixture.h"
@@ -29,6 +30,14 @@ class LostFolder : public testing::Test {
     std::ofstream(around / "bystander/movie.mp4") << "precious";
     recorder->setStoragePath(storage);
     recorder->setFilename("movie.mp4");
+  }
+
+  static void TearDownTestSuite() {
+    if (testing::UnitTest::GetInstance()->current_test_suite()->Failed()) return;
+    report(
+        "folder removed, renamed, replaced, write-protected; disk unmounted, disk read-only | "
+        "once each | told by status and text; a moved recording is complete, nothing else is "
+        "touched");
   }
 
   void record(std::uint32_t fromMs, std::uint32_t untilMs) {
