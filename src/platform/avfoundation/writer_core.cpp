@@ -21,6 +21,8 @@ constexpr QueueLimits kCodedLimits{4096, 32 * kMegabyte};
 // What a crash may cost at most, and the memory that uncommitted samples may take.
 constexpr std::chrono::milliseconds kCommitInterval{500};
 constexpr std::size_t kCommitBytes = 8 * kMegabyte;
+// What queued up behind a commit that took longer is taken together, and not one by one.
+constexpr std::chrono::milliseconds kCommitPause{50};
 
 NSError memoryError() {
   return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
@@ -426,12 +428,14 @@ Status WriterCore::commitIfDue() {
 // The commit after the last one has no samples: it makes the last one durable.
 Status WriterCore::commit() {
   const bool hadSamples = _file->hasUncommittedSamples();
+  const Clock::time_point start = Clock::now();
   _commitDue.reset();
   if (Status status = _file->commit(); !status) {
     return status;
   }
   if (hadSamples) {
-    noteUncommitted();
+    // From this one's start: what the disk takes for it must not be added to what may be lost.
+    _commitDue = std::max(start + kCommitInterval, Clock::now() + kCommitPause);
   }
   return Status::success();
 }
