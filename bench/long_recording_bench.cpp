@@ -154,15 +154,17 @@ void measureRecorder(const Span& span, const Options& options) {
   const std::size_t frames = span.seconds * kFramesPerSecond;
   const Growth growth = inChild([&] { return recordLong(picture, frames, path); });
   std::filesystem::remove(path);
-  report({"memory growth",
-          span.name,
-          "the whole recorder",
-          static_cast<double>(growth.grownBytes) / kMegabyte,
-          "MB",
-          {}});
-  report({"memory growth", span.name, "the whole recorder, a picture",
-          static_cast<double>(growth.grownBytes) / static_cast<double>(frames), "B",
-          Goal::atMost(6)});  // the index's 4 to 5, and what the allocator rounds up
+  if (span.seconds >= kSecondsThatShowGrowth) {
+    report({"memory growth",
+            span.name,
+            "the whole recorder",
+            static_cast<double>(growth.grownBytes) / kMegabyte,
+            "MB",
+            {}});
+    report({"memory growth", span.name, "the whole recorder, a picture",
+            static_cast<double>(growth.grownBytes) / static_cast<double>(frames), "B",
+            Goal::atMost(6)});  // the index's 4 to 5, and what the allocator rounds up
+  }
   report({"stop to done", span.name, "the whole recorder, no encoder",
           growth.completeSeconds * kMilliseconds, "ms", Goal::atMost(span.goalMilliseconds)});
 }

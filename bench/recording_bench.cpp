@@ -72,11 +72,32 @@ void compare(const std::string& subject, const Record& own, const std::vector<Re
   report({"CPU", subject, "recorder / best alternative",
           median(own.cpuSeconds) / best(others, &Record::cpuSeconds, std::less<>()), "x",
           Goal::atMost(1.00)});
-  // Equal settings give nearly equal pictures: differences below the third digit say nothing.
+}
+
+/// Over a few seconds nobody meets the bit rate exactly, and each misses it in a way of its own. So
+/// the alternative (the same x264 in all of them) is told another one until it spends as much as
+/// the recorder did.
+void compareQuality(const FrameSource& source, const Record& own, RunOptions run,
+                    std::size_t ssimStep) {
+  constexpr int kApproaches = 3;
+  Record other("libav");
+  for (int i = 0; i < kApproaches; ++i) {
+    const double spent = i == 0 ? kBitRate : other.bitsPerSecond.back();
+    const double wanted = i == 0 ? kBitRate : median(own.bitsPerSecond);
+    run.settings.bitRate = static_cast<int>(run.settings.bitRate * wanted / spent);
+    other.ssim.clear();
+    other.add(recordInChild(makeLibav, source, run), source, run, ssimStep);
+  }
+  report({"quality",
+          source.name(),
+          "bit rate for comparison, recorder / libav",
+          median(own.bitsPerSecond) / other.bitsPerSecond.back(),
+          "x",
+          {}});
+  // Differences below the third digit say nothing.
   constexpr double kTooSmallToTell = 0.0005;
-  report({"quality", subject, "recorder - best alternative, SSIM",
-          median(own.ssim) - best(others, &Record::ssim, std::greater<>()), "",
-          Goal::atLeast(-kTooSmallToTell)});
+  report({"quality", source.name(), "recorder - alternative at the same bit rate, SSIM",
+          median(own.ssim) - other.ssim.back(), "", Goal::atLeast(-kTooSmallToTell)});
 }
 
 Record& recordOf(std::vector<Record>& records, const std::string& name) {
@@ -105,6 +126,7 @@ void measure(const FrameSource& source, const Options& options) {
     reportEach(source.name(), other);
   }
   compare(source.name(), own, others);
+  compareQuality(source, own, run, ssimStep);
 }
 
 void program(const Options& options) {

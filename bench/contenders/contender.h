@@ -38,6 +38,7 @@ struct RecordingSettings {
   EncoderSpeed speed;
   /// What encoders are told, so that they hold the bit rate.
   int framesPerSecond = kNominalFrameRate;
+  int bitRate = kBitRate;  // of the alternatives
 };
 
 /// Everything throws std::runtime_error with a text.

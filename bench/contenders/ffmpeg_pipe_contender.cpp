@@ -24,7 +24,7 @@ std::vector<std::string> commandLine(const FrameSource& source, const RecordingS
           number(settings.framesPerSecond), "-i", "pipe:0",
           // H.264 out
           "-c:v", "libx264", "-pix_fmt", "yuv420p", "-preset", settings.speed.preset, "-tune",
-          "zerolatency", "-profile:v", "high", "-b:v", number(kBitRate), "-g",
+          "zerolatency", "-profile:v", "high", "-b:v", number(settings.bitRate), "-g",
           number(kKeyFrameInterval), "-bf", "0", "-qmin", number(kLowestQuantizer), "-threads",
           number(encoderThreads(source)), "-x264-params", settings.speed.options, "-movflags",
           "empty_moov+default_base_moof", "-frag_duration", number(kFragmentMilliseconds * 1000),

@@ -31,7 +31,7 @@ std::string pipelineText(const FrameSource& source, const RecordingSettings& set
          " ! x264enc tune=zerolatency speed-preset=" + settings.speed.preset +
          " option-string=" + settings.speed.options +
          // Without a buffer model, which the others have none of either.
-         " pass=cbr vbv-buf-capacity=0 bitrate=" + number(kBitRate / 1000) +
+         " pass=cbr vbv-buf-capacity=0 bitrate=" + number(settings.bitRate / 1000) +
          " bframes=0 dct8x8=true key-int-max=" + number(kKeyFrameInterval) +
          " qp-min=" + number(kLowestQuantizer) +
          " sliced-threads=true threads=" + number(encoderThreads(source)) +

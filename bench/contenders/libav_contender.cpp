@@ -78,7 +78,7 @@ void LibavContender::openEncoder(const RecordingSettings& settings) {
   _encoder->pix_fmt = AV_PIX_FMT_YUV420P;
   _encoder->time_base = {1, 1000};
   _encoder->framerate = {settings.framesPerSecond, 1};
-  _encoder->bit_rate = kBitRate;
+  _encoder->bit_rate = settings.bitRate;
   _encoder->gop_size = kKeyFrameInterval;
   _encoder->max_b_frames = 0;
   _encoder->qmin = kLowestQuantizer;
