@@ -23,6 +23,8 @@ class ViewerTest : public testing::Test {
     viewer.emplace(std::vector<std::string>{VIEWER_PROGRAM, input, folder.path()},
                    std::vector<std::string>{"DISPLAY=" + display.name(), "SDL_VIDEODRIVER=x11",
                                             "SDL_RENDER_DRIVER=software",
+                                            // Without the threads of a software OpenGL.
+                                            "SDL_FRAMEBUFFER_ACCELERATION=0",
                                             // What SDL's own libraries keep is not ours to find.
                                             "ASAN_OPTIONS=detect_leaks=0"});
     ASSERT_TRUE(waitForTitle(" - viewer")) << viewer->errors();
