@@ -68,7 +68,8 @@ class SlowDisk : public testing::Test {
   }
   ~SlowDisk() override {
     gate.open();
-    recorder.reset();
+    recorder->stop();
+    delegate->waitForFilesDone();  // the writing thread passes the gate until then
   }
 
   static void TearDownTestSuite() {
