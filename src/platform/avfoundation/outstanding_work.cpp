@@ -62,10 +62,14 @@ bool startThreadWith(const char* name, std::function<void()> body) {
 void begin() {
   Ledger& book = ledger();
   std::lock_guard lock(book.mutex);
+  if (book.process != getpid()) {
+    // What a parent was at when this process was forked is done by the parent's threads.
+    book.process = getpid();
+    book.outstanding = 0;
+  }
   if (book.outstanding++ == 0) {
     // Anew each time: what the program built before this moment, the host's statics included, must
     // still be there while the work is waited for.
-    book.process = getpid();
     std::atexit(waitAtExit);
   }
 }
