@@ -227,6 +227,25 @@ TEST_F(AudioIntake, AsksForTheReadinessAgainForTheLogLine) {
   EXPECT_EQ(countOf(refusal(1, 1)), 1);
 }
 
+TEST_F(AudioIntake, AsksTheWriterForItsStatusOnceAndAgainForTheLogLine) {
+  struct CountingWriter : ScriptedWriter {
+    mutable int questions = 0;
+    AVAssetWriterStatus status() const override {
+      return ++questions == 1 ? AVAssetWriterStatusFailed : AVAssetWriterStatusCancelled;
+    }
+  };
+  const auto counting = std::make_shared<CountingWriter>();
+  recorder->setWriter(counting);
+  appendAudioAt(0);
+  EXPECT_EQ(countOf(refusal(1, 4)), 1);
+  EXPECT_EQ(counting->questions, 2);
+  // An input that is not ready decides alone.
+  audioInput->ready = false;
+  appendAudioAt(0);
+  EXPECT_EQ(counting->questions, 3);
+  recorder->setWriter(writer);
+}
+
 TEST_F(AudioIntake, LogsABufferWhileTheWriterIsNotWriting) {
   for (const AVAssetWriterStatus status :
        {AVAssetWriterStatusUnknown, AVAssetWriterStatusCompleted, AVAssetWriterStatusFailed,
@@ -272,8 +291,10 @@ TEST_F(AudioIntake, StartsASessionThatIsNotStartedAtTheBuffersTime) {
   EXPECT_EQ(CMTimeCompare(writer->sessionStarts[0], CMTimeMake(300, 1000)), 0);
   EXPECT_TRUE(recorder->startedSession());
   EXPECT_THAT(writer->calls, ElementsAre("startSession", "append"));
-  EXPECT_EQ(delegate->lines().front().message, line(" started session in appendAudioSample"));
-  EXPECT_EQ(delegate->lines().back().message, line(" Priming audio"));
+  EXPECT_THAT(
+      delegate->lines(),
+      ElementsAre(RememberingDelegate::Line{line(" started session in appendAudioSample"), 2},
+                  RememberingDelegate::Line{line(" Priming audio"), 2}));
 }
 
 TEST_F(AudioIntake, StartsNoSecondSession) {
@@ -346,12 +367,37 @@ TEST_F(AudioIntake, CountsARefusedBufferAsTheFirst) {
   EXPECT_TRUE(CMTIME_IS_INVALID(trims[1]));
 }
 
-TEST_F(AudioIntake, ClearsItsFirstBufferBeforeItPrimes) {
-  // Whoever hears the log line must not find the flag still set.
+TEST_F(AudioIntake, ClearsItsFirstBufferAndSaysThatItPrimesBeforeItDoes) {
+  struct Looking : RememberingDelegate {
+    std::function<void()> look;
+    void writeLog(const std::string&, std::int32_t) override { look(); }
+  };
+  const Buffer buffer = bufferAt(kCMTimeZero);
   bool wasSet = true;
-  audioInput->onAppend = [&](CMSampleBufferRef) { wasSet = recorder->firstAudioBuffer(); };
-  appendAudioAt(0);
+  bool wasTrimmed = true;
+  const auto looking = std::make_shared<Looking>();
+  looking->look = [&] {
+    wasSet = recorder->firstAudioBuffer();
+    wasTrimmed = CMGetAttachment(buffer.get(), kCMSampleBufferAttachmentKey_TrimDurationAtStart,
+                                 nullptr) != nullptr;
+  };
+  recorder->delegate = looking;
+  appendAudio(buffer);
   EXPECT_FALSE(wasSet);
+  EXPECT_FALSE(wasTrimmed);
+  EXPECT_TRUE(CMTIME_IS_VALID(trims.at(0)));
+}
+
+TEST_F(AudioIntake, PrimesAnewInEveryFile) {
+  appendAudioAt(0);
+  recorder->setWriter(nullptr);
+  peer.startWriting();  // what the start of a file resets
+  recorder->setWriter(writer);
+  recorder->setFirstVideoFrameTime(kCMTimeZero);
+  appendAudioAt(23);
+  appendAudioAt(46);
+  EXPECT_TRUE(CMTIME_IS_VALID(trims.at(1)));
+  EXPECT_TRUE(CMTIME_IS_INVALID(trims.at(2)));
 }
 
 // ---- with the real writer ------------------------------------------------------------------

@@ -1,6 +1,8 @@
-// Stop, pause and destruction.
+// Stop and pause; destruction_test.cpp has the rest of the file.
 #include "support/media_reader.h"
 #include "support/recorder_fixture.h"
+
+#include <thread>
 
 using namespace vx;
 
@@ -84,15 +86,24 @@ TEST_F(Stop, EndTimeWraps) {
   EXPECT_EQ(writer->sessionEnds[0].timescale, 1000);
 }
 
-TEST_F(Stop, KeepsWriterInputsClockAndFlags) {
+TEST_F(Stop, ClearsNothing) {
   useScriptedWriter(7);
+  recorder->setFirstAudioBuffer(true);
   appendAt(7);
   appendAt(47);
+  recorder->pause();
+  input->ready = false;
+  const CVPixelBufferRef held = peer.buffer();
   recorder->stop();
+  EXPECT_EQ(peer.buffer(), held);
   EXPECT_EQ(recorder->writer(), writer);
   EXPECT_EQ(recorder->videoWriterInput(), input);
   EXPECT_EQ(peer.startTime(), 7u);
+  EXPECT_EQ(peer.timestamp(), 40u);
+  EXPECT_TRUE(peer.pause());
   EXPECT_TRUE(recorder->startedSession());
+  EXPECT_TRUE(recorder->firstAudioBuffer());
+  EXPECT_TRUE(CMTIME_IS_VALID(recorder->firstVideoFrameTime()));
   EXPECT_EQ(peer.pools().size(), 1u);
 }
 
@@ -166,6 +177,46 @@ TEST_F(Stop, QuotaRunsBeforeTheLineWithTheLimitOfThatMoment) {
   EXPECT_TRUE(victimWasGone);
 }
 
+TEST_F(Stop, QuotaSparesByTheNameOfItsMoment) {
+  useScriptedWriter();
+  recorder->setFilename("rec_a_1.mp4");
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  std::ofstream(folder / "rec_a_2.mp4") << std::string(2'000'000, 'x');
+  std::ofstream(folder / "rec_b_2.mp4") << std::string(2'000'000, 'x');
+  recorder->stop();
+  recorder->setFilename("rec_b_1.mp4");
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(std::filesystem::exists(folder / "rec_a_2.mp4"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "rec_b_2.mp4"));
+}
+
+TEST_F(Stop, CompletionHandlerOfTheHostIsNeverCalled) {
+  useScriptedWriter();
+  bool called = false;
+  recorder->setCompletionHandler([&] { called = true; });
+  recorder->stop();
+  writer->complete(AVAssetWriterStatusCompleted);
+  recorder.reset();
+  EXPECT_FALSE(called);
+}
+
+TEST_F(Stop, FinishStepRunsOnAThreadOfTheWriter) {
+  struct ThreadOfTheNotice : RememberingDelegate {
+    std::thread::id thread;
+    void writeVideoFileDone() override {
+      thread = std::this_thread::get_id();
+      RememberingDelegate::writeVideoFileDone();
+    }
+  };
+  const auto noting = std::make_shared<ThreadOfTheNotice>();
+  recorder->delegate = noting;
+  appendAt(0);
+  recorder->stop();
+  ASSERT_TRUE(noting->waitForFilesDone());
+  EXPECT_NE(noting->thread, std::this_thread::get_id());
+}
+
 TEST_F(Stop, QuotaSparesTheFileEvenIfTheHostNamedTheNextOneBefore) {
   for (const std::optional<std::string>& next :
        {std::optional<std::string>(), std::optional<std::string>("next_1.mp4")}) {
@@ -199,18 +250,6 @@ TEST_F(Stop, QuotaSparesTheFileEvenIfTheHostChoseTheFolderAroundItMeanwhile) {
   writer->complete(AVAssetWriterStatusCompleted);
   EXPECT_TRUE(std::filesystem::exists(folder / "rec.mp4/now.mp4"));
   EXPECT_FALSE(std::filesystem::exists(folder / "rec0.mp4"));
-}
-
-TEST_F(Stop, QuotaOfARecorderThatWasLetGoSparesTheFileTooWhateverItsName) {
-  useScriptedWriter();
-  std::ofstream(folder / "rec_a_1.mp4") << std::string(2'000'000, 'x');
-  writer->url = NSURL::fileURLWithPath(folder / "rec_a_1.mp4");
-  recorder->setFilename("next_1.mp4");
-  recorder->setFileNamePrefix("rec");
-  recorder->setFolderLimitSize(1);
-  recorder.reset();
-  writer->complete(AVAssetWriterStatusCompleted);
-  EXPECT_TRUE(std::filesystem::exists(folder / "rec_a_1.mp4"));
 }
 
 TEST_F(Stop, FolderThatIsGoneBeforeTheQuotaIsNoHindrance) {
@@ -330,12 +369,31 @@ INSTANTIATE_TEST_SUITE_P(
                     {"markAsFinished", "endSession", "finishWriting"}}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST_F(Stop, OtherExceptionsPass) {
+TEST_F(Stop, WhatTheFlushOfTheHeldFrameRaisesPasses) {
   useScriptedWriter();
+  recorder->setWriting(true);
   appendAt(0);
-  input->onAppend = [](CMSampleBufferRef) { throw std::runtime_error("not the platform's"); };
+  const auto before = delegate->lines().size();
+  input->onAppend = [](CMSampleBufferRef) {
+    throw NSException(NSInternalInconsistencyException, "from the flush");
+  };
+  EXPECT_THROW(recorder->stop(), NSException);
+  EXPECT_EQ(input->timesMarkedAsFinished, 0);
+  EXPECT_TRUE(recorder->writing());
+  ASSERT_EQ(delegate->lines().size(), before + 1);
+  EXPECT_EQ(messages().back(), line(" started session in appendVideoSample"));
+}
+
+TEST_F(Stop, OtherExceptionsThanThePlatformsPass) {
+  struct BrokenInput : ScriptedInput {
+    void markAsFinished() override { throw std::runtime_error("not the platform's"); }
+  };
+  useScriptedWriter();
+  recorder->setVideoWriterInput(std::make_shared<BrokenInput>());
   EXPECT_THROW(recorder->stop(), std::runtime_error);
-  input->onAppend = nullptr;
+  EXPECT_TRUE(delegate->lines().empty());
+  EXPECT_TRUE(writer->calls.empty());
+  recorder->setVideoWriterInput(input);
 }
 
 TEST_F(Stop, PreparedWriterThatNeverStartedIsLoggedAsException) {
@@ -392,12 +450,6 @@ TEST_F(Stop, PauseOnlySetsTheFlag) {
   EXPECT_EQ(recorder->writer(), nullptr);
 }
 
-TEST_F(Stop, DestroyingAnIdleRecorderSaysNothing) {
-  recorder.reset();
-  EXPECT_TRUE(delegate->lines().empty());
-  EXPECT_EQ(delegate.use_count(), 1);
-}
-
 TEST_F(Stop, LineComesBeforeTheNotice) {
   useScriptedWriter();
   struct Ordered : VXVideoRecorderDelegate {
@@ -412,25 +464,6 @@ TEST_F(Stop, LineComesBeforeTheNotice) {
   EXPECT_THAT(ordered->events, ElementsAre("line", "notice"));
 }
 
-TEST_F(Stop, DestructionWritesTheHeldFrameForOneMillisecond) {
-  useScriptedWriter();
-  appendAt(0);
-  appendAt(40);
-  recorder.reset();
-  ASSERT_EQ(input->samples.size(), 2u);
-  EXPECT_EQ(input->samples[1].duration.value, 1);
-}
-
-TEST_F(Stop, DestructionAfterStopLogsWhatTheWriterRaises) {
-  useScriptedWriter();
-  recorder->stop();
-  writer->complete(AVAssetWriterStatusCompleted);
-  input->raisesOnFinish = NSException(NSInternalInconsistencyException, "finished already");
-  const std::string expected = line(" exception : finished already. (");
-  recorder.reset();
-  EXPECT_THAT(messages().back(), StartsWith(expected));
-}
-
 TEST_F(Stop, StoppedFileItselfSurvivesItsQuota) {
   recorder->setFilename("rec_1.mp4");
   recorder->setFileNamePrefix("rec");
@@ -442,24 +475,6 @@ TEST_F(Stop, StoppedFileItselfSurvivesItsQuota) {
   ASSERT_TRUE(delegate->waitForFilesDone());
   EXPECT_TRUE(std::filesystem::exists(folder / "rec_1.mp4"));
   EXPECT_FALSE(std::filesystem::exists(victim));
-}
-
-TEST_F(Stop, DestructionFinishesTheFileWithoutAWordToTheDelegate) {
-  useScriptedWriter();
-  recorder->setFilename("new_1.mp4");
-  recorder->setFileNamePrefix("old");
-  recorder->setFolderLimitSize(1);
-  const std::string victim = folder / "old.mp4";
-  std::ofstream(victim) << std::string(2'000'000, 'x');
-  appendAt(0);
-  recorder.reset();
-  EXPECT_EQ(delegate.use_count(), 1);
-  const auto linesBefore = delegate->lines().size();
-  ASSERT_EQ(writer->finishHandlers.size(), 1u);
-  writer->complete(AVAssetWriterStatusCompleted);
-  EXPECT_EQ(delegate->lines().size(), linesBefore);
-  EXPECT_EQ(delegate->filesDone(), 0);
-  EXPECT_FALSE(std::filesystem::exists(victim)) << "the quota is kept all the same";
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "VXVideoRecorder/VXVideoRecorder.h"
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -36,6 +37,11 @@ class VXVideoRecorderPeer {
   void logWriterStatus() { _recorder.logWriterStatus(); }
   void logPresentationTime(vx::CMSampleBufferRef sample, const char* prefix) {
     _recorder.logPresentationTime(sample, prefix);
+  }
+  void addFrameWithPixelFormatType(
+      std::uint32_t format, vx::CGSize size, std::uint32_t timestampMs,
+      const std::function<void(VXVideoRecorder&, std::uint32_t)>& createBufferHandle) {
+    _recorder.addFrameWithPixelFormatType(format, size, timestampMs, createBufferHandle);
   }
   void appendBufferWithDuration(std::uint32_t ms) { _recorder.appendBufferWithDuration(ms); }
   vx::CMSampleBufferRef setVedioBuffer(vx::CVPixelBufferRef buffer, std::uint32_t ms) {
