@@ -101,6 +101,16 @@ TEST_F(Destruction, FinishesTheFileWithoutAWordToTheDelegate) {
   EXPECT_FALSE(std::filesystem::exists(victim)) << "the quota is kept all the same";
 }
 
+TEST_F(Destruction, DeletesNothingWithoutAQuota) {
+  useScriptedWriter();
+  recorder->setFilename("new_1.mp4");
+  recorder->setFileNamePrefix("old");
+  std::ofstream(folder / "old.mp4") << "x";
+  recorder.reset();
+  writer->complete(AVAssetWriterStatusCompleted);
+  EXPECT_TRUE(std::filesystem::exists(folder / "old.mp4"));
+}
+
 TEST_F(Destruction, QuotaSparesTheFileWhateverItsName) {
   useScriptedWriter();
   std::ofstream(folder / "rec_a_1.mp4") << std::string(2'000'000, 'x');

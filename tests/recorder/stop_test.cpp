@@ -135,8 +135,11 @@ TEST_F(Stop, WriterThatIsGoneCountsAsFailed) {
   useScriptedWriter();
   recorder->stop();
   auto handlers = std::move(writer->finishHandlers);
+  writer->currentStatus = AVAssetWriterStatusCompleted;  // what nobody can ask it any more
+  std::weak_ptr<ScriptedWriter> gone = writer;
   recorder->setWriter(nullptr);
   writer.reset();
+  EXPECT_TRUE(gone.expired()) << "the finish step keeps it";
   handlers.at(0)();
   EXPECT_EQ(countOf(recordLine("failed")), 1);
 }
@@ -444,10 +447,24 @@ TEST_F(Stop, DelegateMayLeaveOutTheNotice) {
 }
 
 TEST_F(Stop, PauseOnlySetsTheFlag) {
+  useScriptedWriter();
+  appendAt(40);
+  recorder->setWriting(true);
+  const CVPixelBufferRef held = peer.buffer();
   recorder->pause();
   EXPECT_TRUE(peer.pause());
+  EXPECT_TRUE(recorder->writing());
+  EXPECT_EQ(peer.buffer(), held);
+  EXPECT_EQ(peer.startTime(), 0u);
   EXPECT_TRUE(delegate->lines().empty());
+  EXPECT_TRUE(writer->calls.empty());
+}
+
+TEST_F(Stop, PauseNeedsNoWriter) {
+  recorder->pause();
+  EXPECT_TRUE(peer.pause());
   EXPECT_EQ(recorder->writer(), nullptr);
+  EXPECT_TRUE(delegate->lines().empty());
 }
 
 TEST_F(Stop, LineComesBeforeTheNotice) {
