@@ -119,6 +119,10 @@ TEST(AudioFactory, ReturnsABufferWithoutDataWhenThereIsNothingToAttach) {
       << log;
 }
 
+TEST(AudioFactory, NeedsNoPlaceForNoBytes) {
+  EXPECT_TRUE(Buffer::adopt(VXVideoRecorder::createAudioSampleBuffer(nullptr, 0, aacStream())));
+}
+
 TEST(AudioFactory, LogsWhatIsRaisedAndMakesNoBuffer) {
   for (const std::int32_t length : {-1, std::numeric_limits<std::int32_t>::min()}) {
     testing::internal::CaptureStderr();

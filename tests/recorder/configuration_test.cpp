@@ -170,6 +170,27 @@ TEST_F(Configuration, DelegateMayBeNone) {
   EXPECT_EQ(VXVideoRecorderPeer(*silent).timestamp(), 40u);
 }
 
+/// Has the host let go of it within a line.
+struct DelegateLetGo : VXVideoRecorderDelegate {
+  DelegateLetGo(VXVideoRecorder& recorder, std::vector<std::string>& story)
+      : host(recorder), events(story) {}
+  ~DelegateLetGo() override { events.push_back("gone"); }
+  void writeLog(const std::string&, std::int32_t) override {
+    std::vector<std::string>& kept = events;  // the object may be gone after the next line
+    host.delegate = nullptr;
+    kept.push_back("end of the line");
+  }
+  VXVideoRecorder& host;
+  std::vector<std::string>& events;
+};
+
+TEST_F(Configuration, DelegateThatIsLetGoWithinALineLivesToItsEnd) {
+  std::vector<std::string> events;
+  recorder->delegate = std::make_shared<DelegateLetGo>(*recorder, events);
+  peer.handleErrorCode(1, std::nullopt);
+  EXPECT_THAT(events, testing::ElementsAre("end of the line", "gone"));
+}
+
 TEST_F(Configuration, DelegateWithoutOperationsChangesNothing) {
   auto recorderOfDeaf =
       VXVideoRecorder::initWithDelegate(std::make_shared<VXVideoRecorderDelegate>());

@@ -70,6 +70,16 @@ TEST_F(VideoIntake, FirstSampleStartsTheSessionOnce) {
   EXPECT_EQ(countOf(line(" started session in appendVideoSample")), 1);
 }
 
+TEST_F(VideoIntake, SampleAloneKeepsItsDescription) {
+  useScriptedWriter();
+  appendAt(0);
+  input->onAppend = [](CMSampleBufferRef sample) {
+    EXPECT_EQ(CFGetRetainCount(CMSampleBufferGetFormatDescription(sample)), 1);
+  };
+  appendAt(40);
+  EXPECT_EQ(input->samples.size(), 1u);
+}
+
 TEST_F(VideoIntake, FirstVideoFrameTimeIsSetBehindTheAppend) {
   useScriptedWriter();
   bool wasValidDuringAppend = true;
@@ -135,6 +145,16 @@ INSTANTIATE_TEST_SUITE_P(All, PauseLength,
                                          PauseCase{10900, 700}, PauseCase{11200, 1000},
                                          PauseCase{11201, 1000}, PauseCase{15200, 1000},
                                          PauseCase{10190, 1000}, PauseCase{0, 1000}));
+
+TEST_F(VideoIntake, ShortPauseStaysAsItIsWhileTheClockWraps) {
+  useScriptedWriter(4294967000u);
+  appendAt(4294967000u);
+  appendAt(4294967200u);
+  recorder->pause();
+  appendAt(304);  // 400 ms later
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 200), Pair(200, 400)));
+  EXPECT_EQ(peer.startTime(), 4294967000u);
+}
 
 TEST_F(VideoIntake, PauseMovesTheStartTimeByWhatItCut) {
   useScriptedWriter(0);
@@ -277,7 +297,9 @@ TEST_F(VideoIntake, HeldFrameIsOfferedOnceMoreWhenTheInputTurnedNotReady) {
   appendAt(0);
   input->nextReadiness = {true, false, true};  // accepted, first attempt, second attempt
   appendAt(40);
-  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
+  input->nextReadiness = {true, false, true};
+  appendAt(100);
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40), Pair(40, 60)));
 }
 
 TEST_F(VideoIntake, HardwareDecodedFrameOverwritesAHeldOneThatCouldNotBeWritten) {
@@ -330,8 +352,9 @@ TEST_F(VideoIntake, LowSpaceIsReportedForEveryFrameAndRecordingGoesOn) {
   peer.limitFreeSpace() = ~std::uint64_t{0};
   appendAt(0);
   appendAt(40);
-  EXPECT_EQ(countOf(line(" status 1 with error (null)")), 2);
-  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
+  append(FrameBuilder().at(70).set("isHwDecode", true));  // offered once only
+  EXPECT_EQ(countOf(line(" status 1 with error (null)")), 3);
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40), Pair(40, 30)));
 }
 
 TEST_F(VideoIntake, FailedQueryOfTheDiskIsReportedForEveryFrameAndRecordingGoesOn) {

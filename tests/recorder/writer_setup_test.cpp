@@ -60,6 +60,15 @@ TEST_F(WriterSetup, AudioHintTellsOnlyCodingRateAndObjectType) {
   CFRelease(hint);
 }
 
+TEST_F(WriterSetup, AudioHintIsOneForTheProcessAndAReferenceForEachCaller) {
+  const CMAudioFormatDescriptionRef hint = peer.makeAudioFormatDescription();
+  const auto before = CFGetRetainCount(hint);
+  EXPECT_EQ(peer.makeAudioFormatDescription(), hint);
+  EXPECT_EQ(CFGetRetainCount(hint), before + 1);
+  CFRelease(hint);
+  CFRelease(hint);
+}
+
 TEST_F(WriterSetup, AudioInputIsMadeOnceAndAddedToTheWriter) {
   recorder->setWriter(writer);
   peer.prepareAudioWriter();
