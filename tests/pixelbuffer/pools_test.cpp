@@ -62,6 +62,13 @@ TEST_F(Pools, PoolOfAFractionServesItsWholeSize) {
   EXPECT_EQ(peer.getBufferPoolWithSize(CGSizeMake(64, 48), kBGRA), fractional);
 }
 
+TEST_F(Pools, FirstOfSeveralThatMatchIsTaken) {
+  const auto first = peer.getBufferPoolWithSize(CGSizeMake(64.5, 48), kBGRA);
+  const auto second = peer.getBufferPoolWithSize(CGSizeMake(64.25, 48), kBGRA);
+  ASSERT_NE(first, second);
+  EXPECT_EQ(peer.getBufferPoolWithSize(CGSizeMake(64, 48), kBGRA), first);
+}
+
 TEST_F(Pools, FailureIsLoggedAndAddsNothing) {
   EXPECT_EQ(peer.getBufferPoolWithSize(CGSizeMake(64, 48), 0x3F3F3F3F), nullptr);
   EXPECT_TRUE(peer.pools().empty());

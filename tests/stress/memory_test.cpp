@@ -8,10 +8,10 @@
 
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "stress/child.h"
-#include "stress/failing_memory.h"
 #include "stress/form.h"
 #include "stress/threads.h"
 #include "support/audio_buffers.h"
+#include "support/failing_memory.h"
 #include "support/frame_source.h"
 #include "support/movie_checker.h"
 #include "support/temporary_folder.h"

@@ -1,4 +1,4 @@
-#include "stress/failing_memory.h"
+#include "support/failing_memory.h"
 
 #include <atomic>
 #include <cerrno>
