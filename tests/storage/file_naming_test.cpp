@@ -200,20 +200,4 @@ TEST_F(FileNaming, MakesARelativeStorageFolderAbsoluteInTheURL) {
   fs::current_path(before);
 }
 
-TEST(Quota, IsAppliedWithTheRecordersOwnValues) {
-  const TemporaryFolder folder;
-  folder.makeFile("now.mp4", 2000000);
-  folder.makeFile("rec1.mp4", 1);
-  const auto recorder = VXVideoRecorder::initWithDelegate(nullptr);
-  VXVideoRecorderPeer peer(*recorder);
-  recorder->setStoragePath(folder.path());
-  recorder->setFileNamePrefix("rec");
-  peer.checkFolderSizeAndDeleteFile("now.mp4");
-  EXPECT_TRUE(folder.has("rec1.mp4"));
-  recorder->setFolderLimitSize(1);
-  peer.checkFolderSizeAndDeleteFile("now.mp4");
-  EXPECT_FALSE(folder.has("rec1.mp4"));
-  EXPECT_TRUE(folder.has("now.mp4"));
-}
-
 }  // namespace

@@ -1,9 +1,14 @@
 // The quota on real folders.
 #include "storage/folder_quota.h"
 
+#include "support/recorder_peer.h"
 #include "support/temporary_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <set>
@@ -46,6 +51,42 @@ TEST_F(FolderQuota, KeepsTheNewestThatFitAndDeletesTheRest) {
   folder.makeFile("rec0.mp4", 1, 0);
   apply(800);
   EXPECT_EQ(entries(), (Names{"now.mp4", "rec3.mp4", "rec2.mp4"}));
+}
+
+/// What is removed from a folder while it lives, in order.
+class RemovalWatch {
+ public:
+  explicit RemovalWatch(const TemporaryFolder& folder)
+      : _descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    ::inotify_add_watch(_descriptor, folder.path().c_str(), IN_DELETE);
+  }
+  ~RemovalWatch() { ::close(_descriptor); }
+  RemovalWatch(const RemovalWatch&) = delete;
+  RemovalWatch& operator=(const RemovalWatch&) = delete;
+
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    alignas(inotify_event) char events[4096];
+    const ssize_t length = ::read(_descriptor, events, sizeof events);
+    for (ssize_t at = 0; at < length;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+      names.emplace_back(event->name);
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+    return names;
+  }
+
+ private:
+  int _descriptor;
+};
+
+TEST_F(FolderQuota, DeletesTheNewestOfThemFirst) {
+  folder.makeFile("now.mp4", 2 * kMB, 9);
+  for (int i : {2, 0, 3, 1}) folder.makeFile("rec" + std::to_string(i) + ".mp4", 10, i);
+  const RemovalWatch removed(folder);
+  apply(1);
+  EXPECT_THAT(removed.names(),
+              testing::ElementsAre("rec3.mp4", "rec2.mp4", "rec1.mp4", "rec0.mp4"));
 }
 
 TEST_F(FolderQuota, DeletesEveryCandidateWhenTheFinishedFileIsOverTheLimit) {
@@ -314,6 +355,20 @@ TEST_F(FolderQuota, PrunesAFolderOfThousands) {
   for (int i = 0; i < kCount; ++i) {
     ASSERT_EQ(folder.has("rec" + std::to_string(i) + ".mp4"), (i * 7919) % kCount >= 2000) << i;
   }
+}
+
+TEST_F(FolderQuota, IsAppliedWithTheRecordersOwnValues) {
+  folder.makeFile("now.mp4", 2 * kMB);
+  folder.makeFile("rec1.mp4", 1);
+  const auto recorder = VXVideoRecorder::initWithDelegate(nullptr);
+  VXVideoRecorderPeer peer(*recorder);
+  recorder->setStoragePath(folder.path());
+  recorder->setFileNamePrefix("rec");
+  peer.checkFolderSizeAndDeleteFile("now.mp4");
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+  recorder->setFolderLimitSize(1);
+  peer.checkFolderSizeAndDeleteFile("now.mp4");
+  EXPECT_EQ(entries(), Names{"now.mp4"});
 }
 
 }  // namespace
