@@ -1,7 +1,7 @@
 #pragma once
 
 #include "VXVideoRecorder/platform/CoreMedia.h"
-#include "platform/coremedia/cf_object.h"
+#include "platform/foundation/cf_object.h"
 
 #include <memory>
 

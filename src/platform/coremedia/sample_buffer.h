@@ -2,7 +2,7 @@
 
 #include "VXVideoRecorder/platform/CoreMedia.h"
 #include "platform/cf_ref.h"
-#include "platform/coremedia/cf_object.h"
+#include "platform/foundation/cf_object.h"
 
 #include <string>
 #include <vector>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/coremedia/cf_object.h"
 #include "platform/corevideo/list_link.h"
 #include "platform/corevideo/pixel_layout.h"
 #include "platform/corevideo/pixel_memory.h"
+#include "platform/foundation/cf_object.h"
 
 #include <chrono>
 

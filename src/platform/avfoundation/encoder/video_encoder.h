@@ -1,6 +1,7 @@
 // What the writer needs of a video encoder, whichever library is behind it.
 #pragma once
 
+#include "platform/avfoundation/coded_video.h"
 #include "platform/foundation/status.h"
 
 #include <array>
@@ -12,16 +13,6 @@
 #include <vector>
 
 namespace vx {
-
-/// How colours are coded: the numbers of ISO/IEC 23091-2, written alike into the `colr` box and
-/// into the parameter sets. Pictures are sRGB, coded in video range by the matrix of ITU-R BT.601.
-struct ColourTags {
-  std::uint16_t primaries = 1;  // ITU-R BT.709, which sRGB shares
-  std::uint16_t transfer = 13;  // IEC 61966-2-1 sRGB
-  std::uint16_t matrix = 6;     // ITU-R BT.601
-  bool fullRange = false;
-  friend bool operator==(const ColourTags&, const ColourTags&) = default;
-};
 
 /// One 8-bit 4:2:0 picture with even width and height; the planes belong to the caller.
 struct PlanarPicture {
@@ -38,12 +29,6 @@ struct VideoEncoderSettings {
   int maxKeyFrameInterval = 0;      // frames
   int expectedSourceFrameRate = 0;  // frames per second
   ColourTags colour;
-};
-
-/// The parameter sets without start codes or length prefixes.
-struct ParameterSets {
-  std::vector<std::uint8_t> sps;
-  std::vector<std::uint8_t> pps;
 };
 
 /// One coded picture: NAL units, each behind its length in 4 bytes, big-endian. Valid until the

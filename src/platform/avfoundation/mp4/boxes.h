@@ -2,7 +2,7 @@
 // each function writes one box and names the section that defines it.
 #pragma once
 
-#include "platform/avfoundation/encoder/video_encoder.h"
+#include "platform/avfoundation/coded_video.h"
 #include "platform/avfoundation/mp4/byte_stream.h"
 
 #include <array>

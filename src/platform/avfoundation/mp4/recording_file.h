@@ -2,7 +2,7 @@
 // end. docs/file-format.md draws both lives of the file.
 #pragma once
 
-#include "platform/avfoundation/encoder/video_encoder.h"
+#include "platform/avfoundation/coded_video.h"
 #include "platform/foundation/status.h"
 
 #include <array>

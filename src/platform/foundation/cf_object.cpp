@@ -1,4 +1,4 @@
-#include "platform/coremedia/cf_object.h"
+#include "platform/foundation/cf_object.h"
 
 namespace vx {
 
