@@ -38,6 +38,7 @@ struct Stage {
   int audioUnits = 0;
   bool audioCameBehindTheHead = false;
   int commits = 0;
+  std::size_t largestCommitBytes = 0;
   int finishes = 0;
   std::optional<std::int64_t> sessionEndMs;
 
@@ -126,8 +127,9 @@ class FakeFile final : public mp4::RecordingFile {
   std::size_t uncommittedBytes() const override { return _uncommitted; }
   bool hasUncommittedSamples() const override { return _uncommitted > 0; }
   Status commit() override {
-    _uncommitted = 0;
     std::unique_lock lock(_stage.mutex);
+    _stage.largestCommitBytes = std::max(_stage.largestCommitBytes, _uncommitted);
+    _uncommitted = 0;
     _stage.changed.wait(lock, [&] { return !_stage.diskIsStuck; });
     const bool fails = _stage.commits++ == _stage.commitFailsAt;
     _stage.changed.notify_all();
@@ -235,6 +237,16 @@ TEST_F(WriterCoreTest, StillScreenIsCommittedByTheClock) {
   appendWhenReady(40);
   // No further picture comes, and still the second is committed.
   EXPECT_TRUE(stage.waitFor([&] { return stage.commits == 2 && stage.times.size() == 2; }));
+}
+
+TEST_F(WriterCoreTest, EightMebibytesDoNotWaitForTheClock) {
+  stage.unitBytes = std::size_t{4} << 20;
+  start();
+  for (int i = 0; i < 20; ++i) {
+    appendWhenReady(i * 40);
+  }
+  finish();
+  EXPECT_LE(stage.largestCommitBytes, std::size_t{8} << 20);
 }
 
 TEST_F(WriterCoreTest, KeyFrameWishesReachTheEncoder) {
@@ -439,6 +451,19 @@ TEST_F(WriterCoreTest, AbandonedFileIsCommittedAndNotFinished) {
     std::this_thread::yield();
   }
   EXPECT_EQ(stage.finishes, 0);
+}
+
+TEST_F(WriterCoreTest, EveryStepRaisesWhileTheFileIsBeingFinished) {
+  start();
+  stage.change([&] { stage.diskIsStuck = true; });
+  appendWhenReady(0);
+  finished = true;
+  std::promise<void> done;
+  core->finish(std::nullopt, [&] { done.set_value(); });
+  EXPECT_EQ(core->status(), AVAssetWriterStatusWriting);
+  EXPECT_THROW(core->raiseUnlessStartedAndNotFinishing("markAsFinished"), NSException);
+  stage.change([&] { stage.diskIsStuck = false; });
+  EXPECT_EQ(done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
 TEST_F(WriterCoreTest, FinishWithoutAnyPictureCompletes) {
