@@ -7,12 +7,14 @@
 #include "stress/threads.h"
 #include "support/audio_buffers.h"
 #include "support/movie_checker.h"
+#include "support/pixel_formats.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 
 using namespace vx;
 using namespace vx::test;
@@ -21,18 +23,13 @@ namespace {
 
 using Calls = FuzzedDataProvider;
 
-constexpr std::array kFormats = {kCVPixelFormatType_420YpCbCr8Planar,
-                                 kCVPixelFormatType_32BGRA,
-                                 kCVPixelFormatType_32ARGB,
-                                 kCVPixelFormatType_32RGBA,
-                                 kCVPixelFormatType_32ABGR,
-                                 kCVPixelFormatType_24RGB,
-                                 kCVPixelFormatType_24BGR,
-                                 kCVPixelFormatType_422YpCbCr8,
-                                 kCVPixelFormatType_422YpCbCr8_yuvs,
-                                 kCVPixelFormatType_OneComponent8,
-                                 OSType{0},
-                                 OSType{0x78787878}};
+// One of the formats, or a code that is none.
+OSType anyFormat(Calls& calls) {
+  constexpr std::array kNone = {OSType{0}, OSType{0x78787878}};
+  constexpr std::size_t kKnown = std::size(kAllPixelFormats);
+  const auto number = calls.ConsumeIntegralInRange<std::size_t>(0, kKnown + kNone.size() - 1);
+  return number < kKnown ? kAllPixelFormats[number] : kNone[number - kKnown];
+}
 
 struct Ear : VXVideoRecorderDelegate {
   void writeLog(const std::string& message, std::int32_t) override { characters += message.size(); }
@@ -124,7 +121,7 @@ void Host::start(std::uint32_t width, std::uint32_t height, std::uint32_t timest
 }
 
 void Host::appendFrame(Calls& calls) {
-  const OSType format = kFormats[calls.ConsumeIntegralInRange<std::size_t>(0, kFormats.size() - 1)];
+  const OSType format = anyFormat(calls);
   const auto width = calls.ConsumeIntegralInRange<std::uint32_t>(0, 40);
   const auto height = calls.ConsumeIntegralInRange<std::uint32_t>(0, 40);
   const auto bytesPerRow = calls.ConsumeBool() ? width * 4 : calls.ConsumeIntegral<std::uint8_t>();

@@ -88,65 +88,73 @@ void expectWhole(const std::string& path, MovieForm form, std::size_t pictures) 
 }
 
 constexpr std::size_t kForEver = 1000000;
-// Sizes for the short form; the long one takes all of them.
-bool isLeftOut(rlim_t megabytes) { return !isLongForm() && megabytes % 6 != 1; }
+
+constexpr const char* kDisksEnd = "disks | all end as plain movies, no committed frame lost";
+
+/// Takes disks and limits of 1 to 20 MiB (a few of them in the short form) and tells what came of
+/// all of them; the text goes around their number.
+template <typename Record>
+void atEverySize(const std::string& what, const std::string& outcome, Record&& record) {
+  int tried = 0;
+  for (rlim_t megabytes = 1; megabytes <= 20; ++megabytes) {
+    if (!isLongForm() && megabytes % 6 != 1) continue;
+    SCOPED_TRACE(std::to_string(megabytes) + " MiB");
+    record(megabytes);
+    ++tried;
+  }
+  report(what + " | " + std::to_string(tried) + " " + outcome);
+}
+
+template <typename Record>
+void onEveryDisk(const std::string& what, const std::string& outcome, Record&& record) {
+  atEverySize(what, outcome, [&](rlim_t megabytes) {
+    const SmallDisk disk("size=" + std::to_string(megabytes) + "m");
+    ASSERT_TRUE(disk.isMounted());
+    record(disk);
+  });
+}
+
+bool canMountDisks() { return SmallDisk("size=1m").isMounted(); }
+
+void expectEndsForWantOfRoom(UntilFull& recording) {
+  recording.record(kForEver);
+  EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
+  recording.finish();
+}
 
 TEST(FullDisk, EndsAsAPlainMovie) {
-  int ended = 0;
-  for (rlim_t megabytes = 1; megabytes <= 20; ++megabytes) {
-    if (isLeftOut(megabytes)) continue;
-    SCOPED_TRACE(std::to_string(megabytes) + " MiB");
-    const SmallDisk disk("size=" + std::to_string(megabytes) + "m");
-    if (!disk.isMounted()) GTEST_SKIP() << kNeedsRoot;
-    UntilFull recording(disk.file("movie.mp4"));
-    recording.record(kForEver);
-    EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
-    recording.finish();
-    expectWhole(disk.file("movie.mp4"), MovieForm::plain, recording.committed());
-    if (isLongForm()) expectReadByAll(disk.file("movie.mp4"), 2);
-    ++ended;
-  }
-  report("a disk of 1 to 20 MiB that the recording fills | " + std::to_string(ended) +
-         " disks | all end as plain movies, no committed frame lost");
+  if (!canMountDisks()) GTEST_SKIP() << kNeedsRoot;
+  onEveryDisk("a disk of 1 to 20 MiB that the recording fills", kDisksEnd,
+              [](const SmallDisk& disk) {
+                UntilFull recording(disk.file("movie.mp4"));
+                expectEndsForWantOfRoom(recording);
+                expectWhole(disk.file("movie.mp4"), MovieForm::plain, recording.committed());
+                if (isLongForm()) expectReadByAll(disk.file("movie.mp4"), 2);
+              });
 }
 
 TEST(FullDisk, EndsAsAPlainMovieWhenOthersFillIt) {
-  int ended = 0;
-  for (rlim_t megabytes = 1; megabytes <= 20; ++megabytes) {
-    if (isLeftOut(megabytes)) continue;
-    SCOPED_TRACE(std::to_string(megabytes) + " MiB");
-    const SmallDisk disk("size=" + std::to_string(megabytes) + "m");
-    if (!disk.isMounted()) GTEST_SKIP() << kNeedsRoot;
-    UntilFull recording(disk.file("movie.mp4"));
-    recording.record(2);
-    disk.fill();
-    recording.record(kForEver);
-    EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
-    recording.finish();
-    expectWhole(disk.file("movie.mp4"), MovieForm::plain, recording.committed());
-    ++ended;
-  }
-  report("a disk of 1 to 20 MiB that other programs fill | " + std::to_string(ended) +
-         " disks | all end as plain movies, no committed frame lost");
+  if (!canMountDisks()) GTEST_SKIP() << kNeedsRoot;
+  onEveryDisk("a disk of 1 to 20 MiB that other programs fill", kDisksEnd,
+              [](const SmallDisk& disk) {
+                UntilFull recording(disk.file("movie.mp4"));
+                recording.record(2);
+                disk.fill();
+                expectEndsForWantOfRoom(recording);
+                expectWhole(disk.file("movie.mp4"), MovieForm::plain, recording.committed());
+              });
 }
 
 TEST(FileSizeLimit, EndsAsAPlainMovie) {
-  int ended = 0;
-  for (rlim_t megabytes = 1; megabytes <= 20; ++megabytes) {
-    if (isLeftOut(megabytes)) continue;
-    SCOPED_TRACE(std::to_string(megabytes) + " MiB");
-    TemporaryFolder folder;
-    FaultDisk disk(folder.path(), withoutWaiting());
-    const FileSizeLimit limit(megabytes * kMegabyte);
-    UntilFull recording(folder / "movie.mp4");
-    recording.record(kForEver);
-    EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
-    recording.finish();
-    expectWhole(folder / "movie.mp4", MovieForm::plain, recording.committed());
-    ++ended;
-  }
-  report("a limit of 1 to 20 MiB for the size of files | " + std::to_string(ended) +
-         " limits | all end as plain movies, no committed frame lost");
+  atEverySize("a limit of 1 to 20 MiB for the size of files",
+              "limits | all end as plain movies, no committed frame lost", [](rlim_t megabytes) {
+                TemporaryFolder folder;
+                FaultDisk disk(folder.path(), withoutWaiting());
+                const FileSizeLimit limit(megabytes * kMegabyte);
+                UntilFull recording(folder / "movie.mp4");
+                expectEndsForWantOfRoom(recording);
+                expectWhole(folder / "movie.mp4", MovieForm::plain, recording.committed());
+              });
 }
 
 // ---- where no room can be set aside --------------------------------------------------------
@@ -156,28 +164,23 @@ DiskAnswer withoutReservation(const DiskEvent& event) {
 }
 
 TEST(DiskWithoutReservation, KeepsEveryCommittedFrameWhenItIsFullAndIsRepairedLater) {
-  int repaired = 0;
-  for (rlim_t megabytes = 1; megabytes <= 20; ++megabytes) {
-    if (isLeftOut(megabytes)) continue;
-    SCOPED_TRACE(std::to_string(megabytes) + " MiB");
-    const SmallDisk disk("size=" + std::to_string(megabytes) + "m");
-    if (!disk.isMounted()) GTEST_SKIP() << kNeedsRoot;
-    const FaultDisk faults(disk.path(), withoutReservation);
-    const std::string path = disk.file("movie.mp4");
-    UntilFull recording(path, 0);
-    recording.record(200);
-    disk.fill();
-    recording.finish();  // the index is longer than what is left of the last block
-    EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
-    expectWhole(path, MovieForm::fragmented, recording.committed());
+  if (!canMountDisks()) GTEST_SKIP() << kNeedsRoot;
+  onEveryDisk("a full disk on which no room can be set aside",
+              "disks | all stay fragmented movies, no committed frame lost, repaired later",
+              [](const SmallDisk& disk) {
+                const FaultDisk faults(disk.path(), withoutReservation);
+                const std::string path = disk.file("movie.mp4");
+                UntilFull recording(path, 0);
+                recording.record(200);
+                disk.fill();
+                recording.finish();  // the index is longer than what is left of the last block
+                EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
+                expectWhole(path, MovieForm::fragmented, recording.committed());
 
-    std::filesystem::remove(disk.file("other"));
-    EXPECT_TRUE(VXRecordingRepair::repairRecordingAtPath(path).has_value());
-    expectWhole(path, MovieForm::plain, recording.committed());
-    ++repaired;
-  }
-  report("a full disk on which no room can be set aside | " + std::to_string(repaired) +
-         " disks | all stay fragmented movies, no committed frame lost, repaired later");
+                std::filesystem::remove(disk.file("other"));
+                EXPECT_TRUE(VXRecordingRepair::repairRecordingAtPath(path).has_value());
+                expectWhole(path, MovieForm::plain, recording.committed());
+              });
 }
 
 TEST(DiskWithoutReservation, EndsAsAPlainMovieWhenTheLastFragmentsRoomIsEnough) {
@@ -185,9 +188,7 @@ TEST(DiskWithoutReservation, EndsAsAPlainMovieWhenTheLastFragmentsRoomIsEnough) 
   if (!disk.isMounted()) GTEST_SKIP() << kNeedsRoot;
   const FaultDisk faults(disk.path(), withoutReservation);
   UntilFull recording(disk.file("movie.mp4"));
-  recording.record(kForEver);
-  EXPECT_TRUE(mp4::isOutOfSpace(recording.failure()));
-  recording.finish();
+  expectEndsForWantOfRoom(recording);
   expectWhole(disk.file("movie.mp4"), MovieForm::plain, recording.committed());
 }
 

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
 
 #include "stress/form.h"
 #include "support/frame_source.h"
 #include "support/guarded_bytes.h"
 #include "support/movie_checker.h"
+#include "support/pixel_formats.h"
 #include "support/temporary_folder.h"
 
 namespace vx::test {
@@ -16,17 +18,6 @@ namespace {
 constexpr Rgb kColor{200, 60, 40};
 constexpr int kLuma = 100;      // of that colour, as a gray value
 constexpr int kTolerance = 12;  // of the coder, in 255
-
-const std::vector<OSType> kFormats = {kCVPixelFormatType_420YpCbCr8Planar,
-                                      kCVPixelFormatType_32BGRA,
-                                      kCVPixelFormatType_32ARGB,
-                                      kCVPixelFormatType_32RGBA,
-                                      kCVPixelFormatType_32ABGR,
-                                      kCVPixelFormatType_24RGB,
-                                      kCVPixelFormatType_24BGR,
-                                      kCVPixelFormatType_422YpCbCr8,
-                                      kCVPixelFormatType_422YpCbCr8_yuvs,
-                                      kCVPixelFormatType_OneComponent8};
 
 /// Hands the frame over in memory that ends with its last byte that may be read.
 void appendGuarded(DrivenRecorder& driven, const SourceFrame& frame, std::uint32_t timeMs) {
@@ -67,7 +58,7 @@ class FrameOf : public testing::TestWithParam<Size> {};
 
 TEST_P(FrameOf, AnyFormatIsReadToItsEndAndShown) {
   const auto [width, height] = GetParam();
-  for (const OSType format : kFormats) {
+  for (const OSType format : kAllPixelFormats) {
     SCOPED_TRACE(format);
     const TemporaryFolder folder;
     const auto driven = DrivenRecorder::make(folder.path(), "size.mp4");
@@ -101,7 +92,7 @@ TEST(FramesOf, ADifferentSizeAndFormatEachAreAllShown) {
     // No size comes twice, because a size keeps the format that it first came in.
     const int width = 64 + i % 1000;
     const int height = 48 + i / 1000 * 200 + static_cast<int>(chance.between(0, 100));
-    formats.push_back(kFormats[static_cast<std::size_t>(chance.between(0, 9))]);
+    formats.push_back(kAllPixelFormats[chance.between(0, std::size(kAllPixelFormats) - 1)]);
     appendGuarded(*driven, makeSourceFrame(formats.back(), width, height, plain(kColor)),
                   static_cast<std::uint32_t>(i * 40));
   }

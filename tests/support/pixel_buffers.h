@@ -3,6 +3,7 @@
 
 #include "VXVideoRecorder/platform/CoreVideo.h"
 #include "platform/cf_ref.h"
+#include "support/pixel_formats.h"
 
 #include <gtest/gtest.h>
 
@@ -10,37 +11,9 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 using PixelBuffer = vx::CFRef<vx::CVPixelBufferRef>;
-
-inline constexpr vx::OSType kAllPixelFormats[] = {vx::kCVPixelFormatType_420YpCbCr8Planar,
-                                                  vx::kCVPixelFormatType_32BGRA,
-                                                  vx::kCVPixelFormatType_32ARGB,
-                                                  vx::kCVPixelFormatType_32RGBA,
-                                                  vx::kCVPixelFormatType_32ABGR,
-                                                  vx::kCVPixelFormatType_24RGB,
-                                                  vx::kCVPixelFormatType_24BGR,
-                                                  vx::kCVPixelFormatType_422YpCbCr8,
-                                                  vx::kCVPixelFormatType_422YpCbCr8_yuvs,
-                                                  vx::kCVPixelFormatType_OneComponent8};
-
-inline constexpr vx::OSType kRGBPixelFormats[] = {
-    vx::kCVPixelFormatType_32BGRA, vx::kCVPixelFormatType_32ARGB, vx::kCVPixelFormatType_32RGBA,
-    vx::kCVPixelFormatType_32ABGR, vx::kCVPixelFormatType_24RGB,  vx::kCVPixelFormatType_24BGR};
-
-/// The format's code as a test can be named by it.
-inline std::string nameOfPixelFormat(vx::OSType code) {
-  if (code < 0x100) {
-    return code == vx::kCVPixelFormatType_32ARGB ? "ARGB" : "RGB24";
-  }
-  std::string name;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    name += static_cast<char>(code >> shift);
-  }
-  return name;
-}
 
 struct RGB {
   int red = 0, green = 0, blue = 0;
