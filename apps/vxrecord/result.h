@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace vxrecord {
 
@@ -30,8 +29,6 @@ std::string asJson(const RunResult& result);
 /// One line for people.
 std::string asSentence(const RunResult& result);
 
-/// `text` as a JSON text with its quotes; bytes that are not UTF-8 become U+FFFD.
-std::string jsonText(std::string_view text);
 /// 1234567 as "1.2 MB".
 std::string readableSize(std::uint64_t bytes);
 

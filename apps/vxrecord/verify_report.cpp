@@ -2,32 +2,13 @@
 #include <array>
 #include <cstdio>
 
+#include "report_text.h"
 #include "verify.h"
+
+using namespace vxapps;
 
 namespace vxrecord {
 namespace {
-
-const char* nameOf(VXRecordingState state) {
-  switch (state) {
-    case VXRecordingState::whole:
-      return "whole";
-    case VXRecordingState::interrupted:
-      return "interrupted";
-    case VXRecordingState::damaged:
-      return "damaged";
-    case VXRecordingState::recording:
-      return "recording";
-    case VXRecordingState::empty:
-      return "empty";
-    case VXRecordingState::foreign:
-      break;
-  }
-  return "foreign";
-}
-
-std::string counted(std::uint64_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
 
 /// The picture that is shown for the longest time; the first of several.
 struct LongestFrame {
@@ -44,14 +25,6 @@ LongestFrame longestOf(const VXRecordingInspection& recording) {
     return true;
   });
   return longest;
-}
-
-std::string secondsOf(std::int64_t milliseconds) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%lld.%03lld s",
-                static_cast<long long>(milliseconds / 1000),
-                static_cast<long long>(milliseconds % 1000));
-  return text.data();
 }
 
 std::string picturesOf(const VXRecordedTrack& video) {

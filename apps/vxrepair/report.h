@@ -30,7 +30,4 @@ std::string asJson(const FileReport& report);
 /// One or more lines for people.
 std::string asText(const FileReport& report);
 
-/// `text` as a JSON text with its quotes; bytes that are not UTF-8 become U+FFFD.
-std::string jsonText(std::string_view text);
-
 }  // namespace vxrepair

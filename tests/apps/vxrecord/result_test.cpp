@@ -18,22 +18,6 @@ TEST(Json, HoldsAllFieldsInOrder) {
                             R"("durationMs": 82, "bytes": 4096, "seconds": 0.250, "error": null})");
 }
 
-TEST(Json, TextsAreEscaped) {
-  EXPECT_EQ(jsonText("a\"b\\c\n\x01"), R"("a\"b\\c\n\u0001")");
-  EXPECT_EQ(jsonText("\xC3\xBC \xE5\xBD\x95 \xF0\x9F\x8E\xAC"),
-            "\"\xC3\xBC \xE5\xBD\x95 \xF0\x9F\x8E\xAC\"");
-}
-
-TEST(Json, BytesThatAreNoUtf8AreReplaced) {
-  const std::string bad = "\xEF\xBF\xBD";
-  EXPECT_EQ(jsonText("a\xFF"
-                     "b"),
-            "\"a" + bad + "b\"");
-  EXPECT_EQ(jsonText("\xC3"), "\"" + bad + "\"");
-  EXPECT_EQ(jsonText("\xED\xA0\x80"), "\"" + bad + bad + bad + "\"");
-  EXPECT_EQ(jsonText("\xC0\xAF"), "\"" + bad + bad + "\"");
-}
-
 TEST(ExitStatus, IsDoneOnlyWithoutError) {
   RunResult result;
   EXPECT_EQ(exitStatusOf(result), ExitStatus::recordingFailed);
