@@ -42,7 +42,6 @@ class ByteReader {
 
   std::uint8_t u8();
   std::uint16_t u16() { return static_cast<std::uint16_t>(number(2)); }
-  std::uint32_t u24() { return static_cast<std::uint32_t>(number(3)); }
   std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
   std::uint64_t u64() { return number(8); }
   void skip(std::uint64_t count);
