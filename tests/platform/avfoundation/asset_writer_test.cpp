@@ -1,65 +1,14 @@
 // The asset writer's contract: what it refuses, what it raises, when it is ready.
-#include "VXVideoRecorder/platform/AVFoundation.h"
-#include "platform/cf_ref.h"
-#include "support/recorder_fixture.h"
+#include "platform/avfoundation/asset_writer_fixture.h"
 
-#include <future>
+#include "support/media_reader.h"
+
+#include <thread>
 
 namespace vx {
 namespace {
 
-class AssetWriter : public testing::Test {
- protected:
-  AssetWriter() {
-    writer = AVAssetWriter::initWithURL(NSURL::fileURLWithPath(path), AVFileTypeMPEG4, nullptr);
-    input = makeInput(64, 48);
-  }
-
-  static std::shared_ptr<AVAssetWriterInput> makeInput(double width, double height) {
-    auto recorder = VXVideoRecorder::initWithDelegate(nullptr);
-    return AVAssetWriterInput::assetWriterInputWithMediaType(
-        AVMediaTypeVideo, VXVideoRecorderPeer(*recorder).videoSettings(CGSizeMake(width, height)));
-  }
-
-  void start() {
-    writer->addInput(input);
-    ASSERT_TRUE(writer->startWriting());
-  }
-  void startSession() {
-    start();
-    writer->startSessionAtSourceTime(kCMTimeZero);
-  }
-
-  static CFRef<CMSampleBufferRef> sampleAt(CMTime time, std::int64_t durationMs = 40) {
-    CFRef<CVPixelBufferRef> image;
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_32BGRA, nullptr, image.out()),
-              kCVReturnSuccess);
-    CFRef<CMVideoFormatDescriptionRef> description;
-    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image.get(), description.out()),
-              noErr);
-    const CMSampleTimingInfo timing{CMTimeMake(durationMs, 1000), time, kCMTimeInvalid};
-    CFRef<CMSampleBufferRef> sample;
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image.get(), description.get(),
-                                                       &timing, sample.out()),
-              noErr);
-    return sample;
-  }
-  bool appendAt(std::int64_t ms) {
-    return input->appendSampleBuffer(sampleAt(CMTimeMake(ms, 1000)).get());
-  }
-
-  /// Finishes and waits for the handler.
-  void finish() {
-    std::promise<void> finished;
-    writer->finishWritingWithCompletionHandler([&] { finished.set_value(); });
-    ASSERT_EQ(finished.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
-  }
-
-  TemporaryFolder folder;
-  std::string path = folder / "recording.mp4";
-  std::shared_ptr<AVAssetWriter> writer;
-  std::shared_ptr<AVAssetWriterInput> input;
-};
+using AssetWriter = AssetWriterTest;
 
 TEST_F(AssetWriter, WritesOnlyMPEG4) {
   std::optional<NSError> error;
@@ -221,14 +170,38 @@ TEST_F(AssetWriter, HandlerThatThrowsHarmsNobody) {
   EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
 }
 
-TEST_F(AssetWriter, SessionMayStartAtAnyTime) {
+TEST_F(AssetWriter, SessionMayStartAtAnyTimeWhichIsThenTimeZero) {
   start();
   writer->startSessionAtSourceTime(CMTimeMake(90000, 90000));
   ASSERT_TRUE(appendAt(1000));
   ASSERT_TRUE(appendAt(1040));
   writer->endSessionAtSourceTime(CMTimeMake(1080, 1000));
   finish();
-  EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+  const test::MediaFile file = test::readFile(path);
+  EXPECT_THAT(file.videoTimesMs(), testing::ElementsAre(0, 40));
+  EXPECT_EQ(file.durationMs, 80);
+}
+
+TEST_F(AssetWriter, SessionIsStartedOnceAtANumericTime) {
+  start();
+  EXPECT_THROW(writer->startSessionAtSourceTime(kCMTimeInvalid), NSException);
+  writer->startSessionAtSourceTime(kCMTimeZero);
+  EXPECT_THROW(writer->startSessionAtSourceTime(kCMTimeZero), NSException);
+  constexpr CMTime kNever{0, 0, kCMTimeFlags_Valid | kCMTimeFlags_PositiveInfinity, 0};
+  EXPECT_THROW(writer->endSessionAtSourceTime(kNever), NSException);
+}
+
+TEST_F(AssetWriter, HandlerRunsOnceOnAnotherThreadWhenTheFileIsWhole) {
+  startSession();
+  appendAt(0);
+  std::promise<std::thread::id> thread;  // a second value would throw
+  std::vector<std::int64_t> times;
+  writer->finishWritingWithCompletionHandler([&] {
+    times = test::readFile(path).videoTimesMs();
+    thread.set_value(std::this_thread::get_id());
+  });
+  EXPECT_NE(thread.get_future().get(), std::this_thread::get_id());
+  EXPECT_THAT(times, testing::ElementsAre(0));
 }
 
 }  // namespace

@@ -1,0 +1,126 @@
+// Inputs: what they take from a sample, and when they take one.
+#include "platform/avfoundation/asset_writer_fixture.h"
+
+#include "support/audio_buffers.h"
+#include "support/media_reader.h"
+
+namespace vx {
+namespace {
+
+using testing::ElementsAre;
+
+using VideoInputTest = AssetWriterTest;
+
+CFRef<CMSampleBufferRef> unitAt(std::int64_t ms) {
+  constexpr std::uint8_t kUnit[] = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
+  return test::AudioBufferBuilder().at(CMTimeMake(ms, 1000)).unit(kUnit).build();
+}
+
+TEST(AssetWriterInput, KeepsAReferenceToItsHint) {
+  const AudioStreamBasicDescription stream = test::aacStream();
+  CFRef<CMAudioFormatDescriptionRef> hint;
+  ASSERT_EQ(
+      CMAudioFormatDescriptionCreate(nullptr, &stream, 0, nullptr, 0, nullptr, nullptr, hint.out()),
+      noErr);
+  auto input =
+      AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio, std::nullopt, hint.get());
+  EXPECT_EQ(input->sourceFormatHint(), hint.get());
+  EXPECT_EQ(CFGetRetainCount(hint.get()), 2);
+  input.reset();
+  EXPECT_EQ(CFGetRetainCount(hint.get()), 1);
+}
+
+TEST_F(VideoInputTest, HearsTheWishForAKeyFrame) {
+  startSession();
+  for (const std::int64_t ms : {0, 40, 80}) {
+    const auto sample = sampleAt(CMTimeMake(ms, 1000));
+    CMSetAttachment(sample.get(), kCMSampleBufferAttachmentKey_ForceKeyFrame,
+                    ms == 40 ? kCFBooleanTrue : kCFBooleanFalse, kCMAttachmentMode_ShouldPropagate);
+    ASSERT_TRUE(input->appendSampleBuffer(sample.get()));
+  }
+  finish();
+  std::vector<bool> isKey;
+  for (const test::Packet& packet : test::readFile(path).packetsOf(test::TrackKind::video)) {
+    isKey.push_back(packet.isKey);
+  }
+  EXPECT_THAT(isKey, ElementsAre(true, true, false));
+}
+
+TEST_F(VideoInputTest, LastSampleLastsAsItSaysWhereNoEndOfTheSessionIsTold) {
+  startSession();
+  ASSERT_TRUE(appendAt(0));
+  ASSERT_TRUE(input->appendSampleBuffer(sampleAt(CMTimeMake(40, 1000), 70).get()));
+  finish();
+  EXPECT_EQ(test::readFile(path).durationMs, 110);
+}
+
+TEST_F(VideoInputTest, KeepsThePictureAndNotTheSample) {
+  startSession();
+  const auto sample = sampleAt(kCMTimeZero);
+  ASSERT_TRUE(input->appendSampleBuffer(sample.get()));
+  EXPECT_EQ(CFGetRetainCount(sample.get()), 1);
+  finish();
+  EXPECT_EQ(CFGetRetainCount(CMSampleBufferGetImageBuffer(sample.get())), 1);
+}
+
+class AudioInputTest : public AssetWriterTest {
+ protected:
+  std::shared_ptr<AVAssetWriterInput> audio =
+      AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio, std::nullopt);
+};
+
+TEST_F(AudioInputTest, IsReadyWhileTheWriterIsWriting) {
+  EXPECT_FALSE(audio->isReadyForMoreMediaData());
+  writer->addInput(audio);
+  EXPECT_FALSE(audio->isReadyForMoreMediaData());
+  startSession();
+  EXPECT_TRUE(audio->isReadyForMoreMediaData());
+  EXPECT_TRUE(audio->waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
+  EXPECT_TRUE(appendAt(0));
+  finish();
+  EXPECT_FALSE(audio->isReadyForMoreMediaData());
+  EXPECT_FALSE(audio->appendSampleBuffer(unitAt(0).get()));
+}
+
+TEST_F(AudioInputTest, RaisesBeforeTheSession) {
+  EXPECT_THROW(audio->appendSampleBuffer(unitAt(0).get()), NSException);
+  EXPECT_THROW(audio->markAsFinished(), NSException);
+  writer->addInput(audio);
+  start();
+  EXPECT_THROW(audio->appendSampleBuffer(unitAt(0).get()), NSException);
+}
+
+TEST_F(AudioInputTest, TakesNothingBehindItsOwnEndAndLeavesTheVideoGoOn) {
+  writer->addInput(audio);
+  startSession();
+  EXPECT_TRUE(audio->appendSampleBuffer(unitAt(0).get()));
+  audio->markAsFinished();
+  EXPECT_FALSE(audio->isReadyForMoreMediaData());
+  EXPECT_FALSE(audio->waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
+  EXPECT_FALSE(audio->appendSampleBuffer(unitAt(23).get()));
+  EXPECT_TRUE(appendAt(0));
+  EXPECT_TRUE(appendAt(40));
+  finish();
+  const test::MediaFile file = test::readFile(path);
+  EXPECT_EQ(file.packetsOf(test::TrackKind::audio).size(), 1u);
+  EXPECT_THAT(file.videoTimesMs(), ElementsAre(0, 40));
+}
+
+TEST_F(AudioInputTest, TakesNoSampleThatIsNone) {
+  writer->addInput(audio);
+  startSession();
+  EXPECT_FALSE(audio->appendSampleBuffer(nullptr));
+  EXPECT_FALSE(audio->appendSampleBuffer(sampleAt(kCMTimeZero).get())) << "a picture";
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusWriting);
+}
+
+TEST_F(AudioInputTest, MarkedAsFinishedRaisesOnceTheFileIsBeingFinished) {
+  writer->addInput(audio);
+  startSession();
+  ASSERT_TRUE(appendAt(0));
+  finish();
+  EXPECT_THROW(audio->markAsFinished(), NSException);
+}
+
+}  // namespace
+}  // namespace vx
