@@ -269,6 +269,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void addFrameWithPixelFormatType(std::uint32_t pixelFormatType, vx::CGSize size,
                                    std::uint32_t timestamp,
                                    const CreateBufferHandle& createBufferHandle);
+  void openFile(vx::CGSize size, std::uint32_t timestamp);
   void setBufferTimestamp(std::uint32_t relativeTimeMs);
   void appendBufferWithDuration(std::uint32_t durationMs);
   void offerVideoSample(vx::CMSampleBufferRef sample, std::uint32_t durationMs);

@@ -71,12 +71,7 @@ void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType,
     return;
   }
   if (!_writer) {
-    // Whatever becomes of the preparation: the frame that succeeds sets the zero of the clock anew.
-    _startTime = timestamp;
-    _timestamp = 0;
-    if (prepareWithConfig(size)) {
-      startWriting();
-    }
+    openFile(size, timestamp);
   }
   if (!_writer) {
     return;
@@ -97,6 +92,22 @@ void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType,
   const std::uint32_t relativeTime = timestamp - _startTime;
   setBufferTimestamp(relativeTime);
   createBufferHandle(*this, relativeTime);
+}
+
+void VXVideoRecorder::openFile(CGSize size, std::uint32_t timestamp) {
+  const auto setClock = [&] {
+    _startTime = timestamp;
+    _timestamp = 0;
+  };
+  try {
+    if (prepareWithConfig(size)) {
+      startWriting();
+    }
+  } catch (...) {
+    setClock();  // the writer may be writing already, and the frames to come need their zero
+    throw;
+  }
+  setClock();  // also when nothing was prepared: the frame that succeeds sets it anew
 }
 
 void VXVideoRecorder::setBufferTimestamp(std::uint32_t relativeTimeMs) {

@@ -390,6 +390,51 @@ TEST_F(VideoIntake, FailedPreparationSetsTheClockAnewWithEveryFrame) {
   EXPECT_EQ(countOf(line(" Started writing video file.")), 1);
 }
 
+/// Looks at the recorder at each line of its log.
+struct Onlooker : VXVideoRecorderDelegate {
+  std::function<void(const std::string&)> onLine;
+  void writeLog(const std::string& message, std::int32_t) override { onLine(message); }
+};
+
+TEST_F(VideoIntake, ClockIsSetBehindTheStartOfTheWriter) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> clock;
+  auto onlooker = std::make_shared<Onlooker>();
+  onlooker->onLine = [&](const std::string& message) {
+    if (message == line(" Started writing video file.")) {
+      clock.emplace_back(peer.startTime(), peer.timestamp());
+    }
+  };
+  recorder->delegate = onlooker;
+  peer.startTime() = 1;
+  peer.timestamp() = 2;
+  appendAt(5000);
+  EXPECT_THAT(clock, ElementsAre(Pair(1u, 2u)));
+  EXPECT_EQ(peer.startTime(), 5000u);
+  EXPECT_EQ(peer.timestamp(), 0u);
+}
+
+TEST_F(VideoIntake, ClockIsSetEvenIfTheDelegateRaisesAtTheStart) {
+  auto onlooker = std::make_shared<Onlooker>();
+  onlooker->onLine = [](const std::string&) { throw std::runtime_error("the host's own"); };
+  recorder->delegate = onlooker;
+  peer.timestamp() = 2;
+  EXPECT_THROW(appendAt(5000), std::runtime_error);
+  ASSERT_NE(recorder->writer(), nullptr);
+  EXPECT_EQ(peer.startTime(), 5000u);
+  EXPECT_EQ(peer.timestamp(), 0u);
+  recorder->delegate = delegate;
+}
+
+TEST_F(VideoIntake, WhatTheWriterRaisesReachesTheCaller) {
+  useScriptedWriter();
+  appendAt(0);
+  input->onAppend = [](CMSampleBufferRef) {
+    throw NSException(NSInternalInconsistencyException, "out of order");
+  };
+  EXPECT_THROW(appendAt(40), NSException);
+  EXPECT_EQ(peer.timestamp(), 0u);
+}
+
 TEST_F(VideoIntake, FailedStartRefusesEveryFrame) {
   append(FrameBuilder().at(100).size(20000, 1));  // too wide for the encoder: the start fails
   EXPECT_EQ(peer.startTime(), 100u);
