@@ -256,6 +256,9 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void sendRecorderError(std::int64_t code);
   void writeLog(const std::string& message, std::int32_t level);
   std::string logPrefix() const;
+  template <typename Step>
+  void unlessMemoryIsShort(const char* whatIsLost, Step&& step);
+  void logMemoryShortage(const char* whatIsLost);
 
   // ---- writer set-up (src/recorder/writer_setup.cpp)
   vx::NSDictionary videoSettings(vx::CGSize frameSize) const;
@@ -266,6 +269,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void logPresentationTime(vx::CMSampleBufferRef sample, const char* logPrefix);
 
   // ---- video intake (src/recorder/video_intake.cpp)
+  void takeFrame(const vx::NSDictionary& frame);
   void addFrameWithPixelFormatType(std::uint32_t pixelFormatType, vx::CGSize size,
                                    std::uint32_t timestamp,
                                    const CreateBufferHandle& createBufferHandle);
@@ -276,6 +280,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   vx::CMSampleBufferRef setVedioBuffer(vx::CVPixelBufferRef pixelBuffer, std::uint32_t duration);
 
   // ---- audio intake (src/recorder/audio_intake.cpp)
+  void takeAudioSample(vx::CMSampleBufferRef sampleBuffer);
   void primeAudio(vx::CMSampleBufferRef sampleBuffer);
 
   // ---- pools and conversion (src/pixelbuffer/)
@@ -289,6 +294,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void createBlackBufferWithFormat(std::uint32_t format, vx::CGSize withSize);
 
   // ---- stop, pause and destruction (src/recorder/stop.cpp)
+  void endFile();
   std::function<void()> makeFinishStep();
   void finishStep(const std::optional<std::string>& filename,
                   const std::weak_ptr<vx::AVAssetWriter>& weakWriter,

@@ -91,16 +91,20 @@ CMSampleBufferRef VXVideoRecorder::createAudioSampleBuffer(const void* audioByte
     NSLog("createAudioSampleBuffer exception : " + exception.description() + ".");
     return nullptr;
   } catch (const std::bad_alloc&) {
-    recorder::logMemoryShortage("There is no audio sample buffer.");
+    NSLog("There is not enough memory for an audio sample buffer.");
     return nullptr;
   }
 }
 
-void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) try {
+void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) {
   if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
     return;
   }
   const auto alive = weak_from_this().lock();  // a delegate may let go of the recorder meanwhile
+  unlessMemoryIsShort("an audio sample is lost", [&] { takeAudioSample(sampleBuffer); });
+}
+
+void VXVideoRecorder::takeAudioSample(CMSampleBufferRef sampleBuffer) {
   const auto status = [this] { return _writer ? _writer->status() : AVAssetWriterStatusUnknown; };
   if (!isReady(_audioWriterInput) || status() != AVAssetWriterStatusWriting) {
     const int readiness = isReady(_audioWriterInput);
@@ -127,8 +131,6 @@ void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) try {
   if (!appended) {
     logWriterStatus();
   }
-} catch (const std::bad_alloc&) {
-  recorder::logMemoryShortage("An audio sample is lost.");
 }
 
 void VXVideoRecorder::primeAudio(CMSampleBufferRef sampleBuffer) {

@@ -1,6 +1,5 @@
 // The recorder object: construction, preparation of the writer, log and errors.
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "recorder/memory_shortage.h"
 
 #include <new>
 
@@ -17,7 +16,6 @@ std::shared_ptr<VXVideoRecorder> VXVideoRecorder::initWithDelegate(
   try {
     return std::make_shared<VXVideoRecorder>(ConstructionKey{}, std::move(delegate));
   } catch (const std::bad_alloc&) {
-    recorder::logMemoryShortage("There is no recorder.");
     return nullptr;
   }
 }
@@ -73,6 +71,14 @@ void VXVideoRecorder::writeLog(const std::string& message, std::int32_t level) {
   // Held on to: the host may let go of the recorder or of the delegate from within.
   if (const std::shared_ptr<VXVideoRecorderDelegate> receiver = delegate) {
     receiver->writeLog(message, level);
+  }
+}
+
+void VXVideoRecorder::logMemoryShortage(const char* whatIsLost) {
+  try {
+    writeLog(logPrefix() + " There is not enough memory: " + whatIsLost, kLogLevel);
+  } catch (const std::bad_alloc&) {
+    // Not even for the line.
   }
 }
 

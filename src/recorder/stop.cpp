@@ -12,11 +12,14 @@ constexpr CMTimeScale kMillisecondTimescale = 1000;
 
 void VXVideoRecorder::pause() { _pause = true; }
 
-void VXVideoRecorder::stop() try {
+void VXVideoRecorder::stop() {
   const auto alive = weak_from_this().lock();  // none while the recorder is being destroyed
-  if (!_writer) {
-    return;
+  if (_writer) {
+    unlessMemoryIsShort("the recording is not stopped yet", [&] { endFile(); });
   }
+}
+
+void VXVideoRecorder::endFile() {
   if (_buffer) {
     appendBufferWithDuration(1);
   }
@@ -35,8 +38,6 @@ void VXVideoRecorder::stop() try {
                  descriptionOfList(NSThread::callStackSymbols()),
              kLogLevel);
   }
-} catch (const std::bad_alloc&) {
-  recorder::logMemoryShortage("The recording is not stopped yet.");
 }
 
 std::function<void()> VXVideoRecorder::makeFinishStep() {
@@ -63,14 +64,14 @@ void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
                                  const std::weak_ptr<AVAssetWriter>& weakWriter,
                                  const std::string& writtenFile) {
   // Short memory costs the steps that need it; the host is told in any case.
-  recorder::unlessMemoryIsShort("The folder's quota is not applied.", [&] {
+  unlessMemoryIsShort("the folder's quota is not applied", [&] {
     if (_folderLimitSize != 0) {
       checkFolderSizeAndDeleteFile(filename.value_or(""), writtenFile);
     }
   });
   const std::shared_ptr<AVAssetWriter> writer = weakWriter.lock();
   const bool completed = writer && writer->status() == AVAssetWriterStatusCompleted;
-  recorder::unlessMemoryIsShort("A log line is lost.", [&] {
+  unlessMemoryIsShort("a line of the log is lost", [&] {
     writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
                  (completed ? "done" : "failed"),
              kLogLevel);

@@ -30,19 +30,23 @@ const void* frameBytes(const NSDictionary& frame) {
 
 }  // namespace
 
-void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) try {
+void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) {
   if (!frame) {
     return;
   }
   const auto alive = weak_from_this().lock();  // a delegate may let go of the recorder meanwhile
-  const std::uint32_t timestamp = unsignedIntValueForKey(*frame, "timestamp");
-  const bool isHwDecode = boolValueForKey(*frame, "isHwDecode");
-  const void* frameBuffer = frameBytes(*frame);
-  _isVideoRotation = (unsignedIntValueForKey(*frame, "multiVideoType") & kRotationBit) != 0;
-  const std::uint32_t pixelFormatType = unsignedIntValueForKey(*frame, "pixelFormatType");
-  const std::uint32_t width = unsignedIntValueForKey(*frame, "width");
-  const std::uint32_t height = unsignedIntValueForKey(*frame, "height");
-  const std::uint32_t bytesPerRow = unsignedIntValueForKey(*frame, "bytesPerRow");
+  unlessMemoryIsShort("a frame is lost", [&] { takeFrame(*frame); });
+}
+
+void VXVideoRecorder::takeFrame(const NSDictionary& frame) {
+  const std::uint32_t timestamp = unsignedIntValueForKey(frame, "timestamp");
+  const bool isHwDecode = boolValueForKey(frame, "isHwDecode");
+  const void* frameBuffer = frameBytes(frame);
+  _isVideoRotation = (unsignedIntValueForKey(frame, "multiVideoType") & kRotationBit) != 0;
+  const std::uint32_t pixelFormatType = unsignedIntValueForKey(frame, "pixelFormatType");
+  const std::uint32_t width = unsignedIntValueForKey(frame, "width");
+  const std::uint32_t height = unsignedIntValueForKey(frame, "height");
+  const std::uint32_t bytesPerRow = unsignedIntValueForKey(frame, "bytesPerRow");
   if (width == 0 || height == 0) {
     return;
   }
@@ -60,8 +64,6 @@ void VXVideoRecorder::appendVideoSample(const NSDictionary* frame) try {
           recorder._buffer = converted;
         }
       });
-} catch (const std::bad_alloc&) {
-  recorder::logMemoryShortage("A frame is lost.");
 }
 
 void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType, CGSize size,
