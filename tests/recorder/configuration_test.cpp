@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <cstring>
+#include <thread>
+#include <type_traits>
 
 using namespace vx;
 
@@ -93,6 +95,45 @@ TEST_F(Configuration, PropertiesKeepWhatIsSet) {
   EXPECT_TRUE(delegate->lines().empty());
 }
 
+TEST_F(Configuration, NumbersHaveTheirWidths) {
+  static_assert(std::is_same_v<decltype(recorder->index()), std::uint32_t>);
+  static_assert(std::is_same_v<decltype(recorder->folderLimitSize()), std::uint64_t>);
+  static_assert(std::is_same_v<decltype(peer.limitFreeSpace()), std::uint64_t&>);
+  static_assert(std::is_same_v<decltype(peer.startTime()), std::uint32_t&>);
+  static_assert(std::is_same_v<decltype(peer.timestamp()), std::uint32_t&>);
+  static_assert(std::is_same_v<decltype(CMTime::value), std::int64_t>);
+  static_assert(std::is_same_v<decltype(CMTime::timescale), std::int32_t>);
+  static_assert(std::is_same_v<decltype(CMTime::epoch), std::int64_t>);
+  static_assert(sizeof(CMTime::flags) == 4);
+  static_assert(std::is_same_v<decltype(CGSize::width), double>);
+  static_assert(std::is_same_v<decltype(CGSize::height), double>);
+}
+
+TEST_F(Configuration, NumbersThatHostsPassAreThePlatforms) {
+  static_assert(kCVPixelFormatType_420YpCbCr8Planar == 0x79343230);
+  static_assert(kCMAttachmentMode_ShouldPropagate == 1);
+  static_assert(kAudioFormatMPEG4AAC == 0x61616320);
+}
+
+TEST_F(Configuration, TextsAndHandlerAreCopies) {
+  std::optional<std::string> text = "before";
+  int calls = 0;
+  std::function<void()> handler = [&] { ++calls; };
+  recorder->setStoragePath(text);
+  recorder->setFileNamePrefix(text);
+  recorder->setFilename(text);
+  recorder->setUsername(text);
+  recorder->setCompletionHandler(handler);
+  text = "after";
+  handler = nullptr;
+  EXPECT_EQ(recorder->storagePath(), "before");
+  EXPECT_EQ(recorder->fileNamePrefix(), "before");
+  EXPECT_EQ(recorder->filename(), "before");
+  EXPECT_EQ(recorder->username(), "before");
+  recorder->completionHandler()();
+  EXPECT_EQ(calls, 1);
+}
+
 TEST_F(Configuration, PreparingTwiceKeepsTheFirstWriterWhateverTheSize) {
   ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
   const auto first = recorder->writer();
@@ -102,14 +143,63 @@ TEST_F(Configuration, PreparingTwiceKeepsTheFirstWriterWhateverTheSize) {
   EXPECT_EQ(recorder->videoWriterInput(), firstInput);
 }
 
-TEST_F(Configuration, PreparationNeitherStartsNorTouchesTheClock) {
+TEST_F(Configuration, PreparationWithAWriterLooksAtNothingElse) {
+  useScriptedWriter();
+  recorder->setAudioEnabled(true);
+  std::ofstream(folder / "Display_1.mp4") << "the recording under way";
+  EXPECT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  EXPECT_EQ(recorder->videoWriterInput(), input);
+  EXPECT_EQ(recorder->audioWriterInput(), nullptr);
+  EXPECT_EQ(recorder->filename(), std::nullopt);
+  EXPECT_TRUE(std::filesystem::exists(folder / "Display_1.mp4"));
+  EXPECT_TRUE(writer->inputs.empty());
+}
+
+TEST_F(Configuration, PreparationNeitherStartsNorTouchesClockHeldFrameAndFlags) {
+  useScriptedWriter(66);
+  appendAt(66);
+  const CVPixelBufferRef held = peer.buffer();
+  recorder->setWriter(nullptr);
+  recorder->setVideoWriterInput(nullptr);
+  recorder->setStartedSession(true);
+  recorder->setFirstVideoFrameTime(CMTimeMake(9, 1000));
   peer.timestamp() = 77;
   ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
   EXPECT_EQ(recorder->writer()->status(), AVAssetWriterStatusUnknown);
   EXPECT_FALSE(recorder->writing());
+  EXPECT_EQ(peer.startTime(), 66u);
   EXPECT_EQ(peer.timestamp(), 77u);
-  EXPECT_TRUE(recorder->videoWriterInput()->expectsMediaDataInRealTime());
+  EXPECT_EQ(peer.buffer(), held);
+  EXPECT_TRUE(recorder->startedSession());
+  EXPECT_FALSE(recorder->firstVideoBuffer());
+  EXPECT_FALSE(recorder->firstAudioBuffer());
+  EXPECT_EQ(recorder->firstVideoFrameTime().value, 9);
   EXPECT_TRUE(delegate->lines().empty());
+}
+
+TEST_F(Configuration, PreparationMakesAWriterOfTheFileWithAVideoInputOfTheSize) {
+  ASSERT_TRUE(peer.prepareWithConfig(CGSizeMake(1366, 767)));
+  ASSERT_NE(recorder->writer(), nullptr);
+  EXPECT_EQ(recorder->writer()->outputURL()->path(), folder / "Display_1.mp4");
+  const auto video = recorder->videoWriterInput();
+  ASSERT_NE(video, nullptr);
+  EXPECT_EQ(video->mediaType(), AVMediaTypeVideo);
+  EXPECT_EQ(video->outputSettings(), peer.videoSettings(CGSizeMake(1366, 767)));
+  EXPECT_EQ(video->sourceFormatHint(), nullptr);
+  EXPECT_TRUE(video->expectsMediaDataInRealTime());
+  EXPECT_THROW(recorder->writer()->addInput(video), NSException) << "it has it already";
+}
+
+TEST_F(Configuration, PreparationWithoutAWriterFailsInSilenceAndMakesNothing) {
+  recorder->setFilename(std::string("re\0cording.mp4", 14));  // no file can be called so
+  recorder->setAudioEnabled(true);
+  EXPECT_FALSE(peer.prepareWithConfig(CGSizeMake(64, 48)));
+  EXPECT_EQ(recorder->writer(), nullptr);
+  EXPECT_EQ(recorder->videoWriterInput(), nullptr);
+  EXPECT_EQ(recorder->audioWriterInput(), nullptr);
+  EXPECT_TRUE(delegate->lines().empty());
+  recorder->setFilename("recording.mp4");
+  EXPECT_TRUE(peer.prepareWithConfig(CGSizeMake(64, 48)));
 }
 
 TEST_F(Configuration, RotationGivesTheInputAQuarterTurn) {
@@ -136,8 +226,12 @@ TEST_F(Configuration, AudioInputExistsOnlyWhenEnabled) {
   withAudio->setFilename("with-audio.mp4");
   withAudio->setAudioEnabled(true);
   ASSERT_TRUE(VXVideoRecorderPeer(*withAudio).prepareWithConfig(CGSizeMake(64, 48)));
-  ASSERT_NE(withAudio->audioWriterInput(), nullptr);
-  EXPECT_EQ(withAudio->audioWriterInput()->mediaType(), AVMediaTypeAudio);
+  const auto audio = withAudio->audioWriterInput();
+  ASSERT_NE(audio, nullptr);
+  EXPECT_EQ(audio->mediaType(), AVMediaTypeAudio);
+  EXPECT_TRUE(audio->expectsMediaDataInRealTime());
+  EXPECT_EQ(audio->transform(), CGAffineTransformIdentity);
+  EXPECT_THROW(withAudio->writer()->addInput(audio), NSException) << "it has it already";
 }
 
 TEST_F(Configuration, ErrorCodeIsOneLineAndNothingElse) {
@@ -200,7 +294,24 @@ TEST_F(Configuration, DelegateWithoutOperationsChangesNothing) {
   EXPECT_EQ(VXVideoRecorderPeer(*recorderOfDeaf).timestamp(), 40u);
 }
 
+TEST_F(Configuration, LinesComeOnTheThreadOfTheCall) {
+  struct Listener : VXVideoRecorderDelegate {
+    std::vector<std::thread::id> threads;
+    void writeLog(const std::string&, std::int32_t) override {
+      threads.push_back(std::this_thread::get_id());
+    }
+  };
+  auto listener = std::make_shared<Listener>();
+  recorder->delegate = listener;
+  appendAt(0);
+  appendAt(40);
+  EXPECT_THAT(listener->threads, testing::SizeIs(2));
+  EXPECT_THAT(listener->threads, testing::Each(std::this_thread::get_id()));
+  recorder->delegate = delegate;
+}
+
 TEST(Version, NumberAndStringAreExact) {
+  static_assert(sizeof VXVideoRecorderFrameworkVersionNumber == 8);
   EXPECT_EQ(VXVideoRecorderFrameworkVersionNumber, 1.0);
   constexpr char kExpected[] = "@(#)PROGRAM:VXVideoRecorderFramework  PROJECT:VXVideoRecorder-1\n";
   EXPECT_EQ(std::memcmp(VXVideoRecorderFrameworkVersionString, kExpected, sizeof kExpected), 0);
