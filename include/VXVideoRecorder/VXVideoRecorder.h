@@ -25,6 +25,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #pragma GCC visibility push(default)
@@ -190,13 +191,10 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   /// How many bytes of "frameBuffer" a frame of this description reads at most; the data must hold
   /// as many, because their length is not checked.
   ///
-  /// | code                                        | bytes                                        |
-  /// |---------------------------------------------|----------------------------------------------|
-  /// | y420                                        | width x height, then twice floor(width / 2) x
-  /// | |                                             | ceil(height / 2); `bytesPerRow` does not
-  /// count | | BGRA, ARGB, RGBA, ABGR, RGB and BGR of 24   | bytesPerRow x (height - 1), and of the
-  /// last  | | bits, 2vuy, yuvs, gray                      | row the smaller of bytesPerRow and 4 x
-  /// width  | |                                             | rounded up to a multiple of 32 |
+  /// - y420: width x height, then twice floor(width / 2) x ceil(height / 2); `bytesPerRow` is not
+  ///   looked at.
+  /// - Every other code: `bytesPerRow` x (height - 1), and of the last row the smaller of
+  ///   `bytesPerRow` and 4 x width rounded up to a multiple of 32.
   ///
   /// So `bytesPerRow` x height is always enough for the packed codes. Less is read of the last row
   /// when all frames of a size have one code of fewer bytes a pixel (3, 2 or 1 in the place of 4).
@@ -248,6 +246,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
  private:
   friend class VXVideoRecorderPeer;  // the tests' view of the fields and steps
 
+  static constexpr std::string_view kClassName = "VXVideoRecorder";
   using CreateBufferHandle = std::function<void(VXVideoRecorder&, std::uint32_t relativeTimeMs)>;
 
   // ---- object and configuration (src/recorder/configuration.cpp)
@@ -256,6 +255,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   void sendRecorderError(std::int64_t code);
   void writeLog(const std::string& message, std::int32_t level);
   std::string logPrefix() const;
+  void log(const std::string& message);
   template <typename Step>
   void unlessMemoryIsShort(const char* whatIsLost, Step&& step);
   void logMemoryShortage(const char* whatIsLost);

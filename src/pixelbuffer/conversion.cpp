@@ -11,7 +11,6 @@ using namespace vx;
 
 namespace {
 
-constexpr std::int32_t kLogLevel = 2;
 constexpr std::size_t kPlaneCount = 3;                                     // Y, Cb, Cr
 constexpr std::array<int, kPlaneCount> kBlackPlanes = {0x10, 0x80, 0x80};  // video range
 
@@ -54,7 +53,7 @@ CVPixelBufferRef VXVideoRecorder::convertPixelBufferFromFrameBuffer(const void* 
            : CVPixelBufferCreate(kCFAllocatorDefault, truncatedSide(size.width),
                                  truncatedSide(size.height), pixelFormatType, nullptr, &buffer);
   if (status != kCVReturnSuccess) {
-    writeLog(logPrefix() + " Pixel buffer create failed", kLogLevel);
+    log("Pixel buffer create failed");
     return nullptr;
   }
   CVPixelBufferLockBaseAddress(buffer, 0);

@@ -5,7 +5,6 @@ using namespace vx;
 
 namespace {
 
-constexpr std::int32_t kLogLevel = 2;
 constexpr std::int32_t kRowAlignment = 32;  // bytes
 
 std::string keyed(std::string_view key) { return std::string(key); }
@@ -46,7 +45,7 @@ CVPixelBufferPoolRef VXVideoRecorder::getBufferPoolWithSize(CGSize size, std::ui
   CVPixelBufferPoolRef pool = nullptr;
   if (CVPixelBufferPoolCreate(kCFAllocatorDefault, nullptr, &attributes, &pool) !=
       kCVReturnSuccess) {
-    writeLog(logPrefix() + " Pixel buffer pool create failed", kLogLevel);
+    log("Pixel buffer pool create failed");
     return nullptr;
   }
   _pools.push_back(pool);

@@ -1,6 +1,7 @@
 // Audio intake: the factory for sample buffers, the gate behind the first video sample, priming.
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "platform/cf_ref.h"
+#include "recorder/absent_objects.h"
 #include "recorder/memory_shortage.h"
 
 #include <algorithm>
@@ -13,14 +14,9 @@ using namespace vx;
 
 namespace {
 
-constexpr std::int32_t kLogLevel = 2;
 constexpr CMItemCount kSamplesOfFactoryBuffer = 512;
 constexpr double kPrimingSeconds = 0.1;
 constexpr CMTimeScale kPrimingTimescale = 1000000000;
-
-bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
-  return input && input->isReadyForMoreMediaData();
-}
 
 /// The rate without its fraction, kept within what a timescale holds.
 CMTimeScale timescaleOf(double sampleRate) {
@@ -105,13 +101,11 @@ void VXVideoRecorder::appendAudioSample(CMSampleBufferRef sampleBuffer) {
 }
 
 void VXVideoRecorder::takeAudioSample(CMSampleBufferRef sampleBuffer) {
-  const auto status = [this] { return _writer ? _writer->status() : AVAssetWriterStatusUnknown; };
-  if (!isReady(_audioWriterInput) || status() != AVAssetWriterStatusWriting) {
-    const int readiness = isReady(_audioWriterInput);
-    writeLog(logPrefix() + " appendAudioSample - sample not appended;  readyForMoreMediaData = " +
-                 std::to_string(readiness) +
-                 ", status = " + std::to_string(static_cast<std::int64_t>(status())),
-             kLogLevel);
+  if (!recorder::isReady(_audioWriterInput) ||
+      recorder::statusOf(_writer) != AVAssetWriterStatusWriting) {
+    const int readiness = recorder::isReady(_audioWriterInput);
+    log("appendAudioSample - sample not appended;  readyForMoreMediaData = " +
+        std::to_string(readiness) + ", status = " + std::to_string(recorder::statusOf(_writer)));
     return;
   }
   if (!sampleBuffer) {
@@ -120,7 +114,7 @@ void VXVideoRecorder::takeAudioSample(CMSampleBufferRef sampleBuffer) {
   if (!_startedSession) {
     _writer->startSessionAtSourceTime(CMSampleBufferGetPresentationTimeStamp(sampleBuffer));
     setStartedSession(true);
-    writeLog(logPrefix() + " started session in appendAudioSample", kLogLevel);
+    log("started session in appendAudioSample");
   }
   if (_firstAudioBuffer) {
     setFirstAudioBuffer(false);
@@ -137,7 +131,7 @@ void VXVideoRecorder::primeAudio(CMSampleBufferRef sampleBuffer) {
   if (CMGetAttachment(sampleBuffer, kCMSampleBufferAttachmentKey_TrimDurationAtStart, nullptr)) {
     return;
   }
-  writeLog(logPrefix() + " Priming audio", kLogLevel);
+  log("Priming audio");
   const CMTime trim = CMTimeMakeWithSeconds(kPrimingSeconds, kPrimingTimescale);
   CMSetAttachment(sampleBuffer, kCMSampleBufferAttachmentKey_TrimDurationAtStart,
                   CMTimeCopyAsDictionary(trim, kCFAllocatorDefault),

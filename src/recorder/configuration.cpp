@@ -6,7 +6,6 @@
 using namespace vx;
 
 namespace {
-constexpr std::string_view kClassName = "VXVideoRecorder";
 constexpr std::int32_t kLogLevel = 2;
 constexpr double kQuarterTurn = 1.5707963267948966;  // radians
 }  // namespace
@@ -58,9 +57,8 @@ bool VXVideoRecorder::prepareWithConfig(CGSize frameSize) {
 }
 
 void VXVideoRecorder::handleErrorCode(std::int64_t code, const std::optional<NSError>& error) {
-  writeLog(logPrefix() + " status " + std::to_string(code) + " with error " +
-               (error ? error->description() : "(null)"),
-           kLogLevel);
+  log("status " + std::to_string(code) + " with error " +
+      (error ? error->description() : "(null)"));
   sendRecorderError(code);
 }
 
@@ -74,9 +72,13 @@ void VXVideoRecorder::writeLog(const std::string& message, std::int32_t level) {
   }
 }
 
+void VXVideoRecorder::log(const std::string& message) {
+  writeLog(logPrefix() + " " + message, kLogLevel);
+}
+
 void VXVideoRecorder::logMemoryShortage(const char* whatIsLost) {
   try {
-    writeLog(logPrefix() + " There is not enough memory: " + whatIsLost, kLogLevel);
+    log(std::string("There is not enough memory: ") + whatIsLost);
   } catch (const std::bad_alloc&) {
     // Not even for the line.
   }

@@ -1,14 +1,11 @@
 // Stop, pause and destruction.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "recorder/absent_objects.h"
 #include "recorder/memory_shortage.h"
+#include "recorder/timing.h"
 #include "storage/folder_quota.h"
 
 using namespace vx;
-
-namespace {
-constexpr std::int32_t kLogLevel = 2;
-constexpr CMTimeScale kMillisecondTimescale = 1000;
-}  // namespace
 
 void VXVideoRecorder::pause() { _pause = true; }
 
@@ -27,16 +24,13 @@ void VXVideoRecorder::endFile() {
     if (_videoWriterInput) {
       _videoWriterInput->markAsFinished();
     }
-    const std::uint32_t endMs = _timestamp + 1;
-    _writer->endSessionAtSourceTime(
-        CMTimeMake(static_cast<CMTimeValue>(endMs), kMillisecondTimescale));
+    _writer->endSessionAtSourceTime(recorder::timeFromMilliseconds(_timestamp + 1));
     std::function<void()> finishStep = makeFinishStep();
     setWriting(false);
     _writer->finishWritingWithCompletionHandler(std::move(finishStep));
   } catch (const NSException& exception) {
-    writeLog(logPrefix() + " exception : " + exception.description() + ". " +
-                 descriptionOfList(NSThread::callStackSymbols()),
-             kLogLevel);
+    log("exception : " + exception.description() + ". " +
+        descriptionOfList(NSThread::callStackSymbols()));
   }
 }
 
@@ -69,12 +63,9 @@ void VXVideoRecorder::finishStep(const std::optional<std::string>& filename,
       checkFolderSizeAndDeleteFile(filename.value_or(""), writtenFile);
     }
   });
-  const std::shared_ptr<AVAssetWriter> writer = weakWriter.lock();
-  const bool completed = writer && writer->status() == AVAssetWriterStatusCompleted;
+  const bool completed = recorder::statusOf(weakWriter.lock()) == AVAssetWriterStatusCompleted;
   unlessMemoryIsShort("a line of the log is lost", [&] {
-    writeLog(logPrefix() + " Record " + filename.value_or("(null)") + " - " +
-                 (completed ? "done" : "failed"),
-             kLogLevel);
+    log("Record " + filename.value_or("(null)") + " - " + (completed ? "done" : "failed"));
   });
   if (const std::shared_ptr<VXVideoRecorderDelegate> receiver = delegate) {
     receiver->writeVideoFileDone();

@@ -1,6 +1,8 @@
 // Rules of the recorder's clock: unsigned 32-bit milliseconds that wrap.
 #pragma once
 
+#include "VXVideoRecorder/platform/CoreMedia.h"
+
 #include <cstdint>
 
 namespace vx::recorder {
@@ -15,6 +17,12 @@ constexpr std::uint32_t startTimeAfterPause(std::uint32_t timestamp, std::uint32
                                             std::uint32_t writtenMs) {
   const std::uint32_t gap = timestamp - (startTime + writtenMs);
   return gap > kMaximumPauseMs ? timestamp - writtenMs - kMaximumPauseMs : startTime;
+}
+
+/// As a media time; never negative.
+inline CMTime timeFromMilliseconds(std::uint32_t ms) {
+  constexpr CMTimeScale kMillisecondTimescale = 1000;
+  return CMTimeMake(static_cast<CMTimeValue>(ms), kMillisecondTimescale);
 }
 
 }  // namespace vx::recorder

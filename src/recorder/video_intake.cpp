@@ -2,6 +2,7 @@
 #include "VXVideoRecorder/NSDictionary+extension.h"
 #include "VXVideoRecorder/VXVideoRecorder.h"
 #include "platform/cf_ref.h"
+#include "recorder/absent_objects.h"
 #include "recorder/memory_shortage.h"
 #include "recorder/timing.h"
 
@@ -9,18 +10,8 @@ using namespace vx;
 
 namespace {
 
-constexpr std::int32_t kLogLevel = 2;
 constexpr std::int64_t kLowDiskSpaceCode = 1;
 constexpr std::uint32_t kRotationBit = 8;  // of "multiVideoType"
-constexpr CMTimeScale kMillisecondTimescale = 1000;
-
-CMTime timeFromMilliseconds(std::uint32_t ms) {
-  return CMTimeMake(static_cast<CMTimeValue>(ms), kMillisecondTimescale);
-}
-
-bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
-  return input && input->isReadyForMoreMediaData();
-}
 
 const void* frameBytes(const NSDictionary& frame) {
   const Object* buffer = frame.objectForKey("frameBuffer");
@@ -78,12 +69,12 @@ void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType,
   if (!_writer) {
     return;
   }
-  if (!isReady(_videoWriterInput) || _writer->status() != AVAssetWriterStatusWriting) {
+  if (!recorder::isReady(_videoWriterInput) ||
+      recorder::statusOf(_writer) != AVAssetWriterStatusWriting) {
     // The readiness printed is the audio input's, as the readers of these lines know it.
-    writeLog(logPrefix() + " appendVideoSample - sample not appended; readyForMoreMediaData = " +
-                 std::to_string(isReady(_audioWriterInput)) +
-                 ", status = " + std::to_string(static_cast<std::int64_t>(_writer->status())),
-             kLogLevel);
+    log("appendVideoSample - sample not appended; readyForMoreMediaData = " +
+        std::to_string(recorder::isReady(_audioWriterInput)) +
+        ", status = " + std::to_string(recorder::statusOf(_writer)));
     return;
   }
   if (_pause) {
@@ -115,7 +106,7 @@ void VXVideoRecorder::openFile(CGSize size, std::uint32_t timestamp) {
 void VXVideoRecorder::setBufferTimestamp(std::uint32_t relativeTimeMs) {
   if (!thread) {
     thread = NSThread::currentThread();
-    thread->setName("[VXVideoRecorder] " + _filename.value_or("(null)") + " (" +
+    thread->setName("[" + std::string(kClassName) + "] " + _filename.value_or("(null)") + " (" +
                     std::to_string(static_cast<std::int32_t>(_index)) + ")");
   }
   if (!checkDiskKeepRecStatus()) {
@@ -128,7 +119,7 @@ void VXVideoRecorder::setBufferTimestamp(std::uint32_t relativeTimeMs) {
 }
 
 void VXVideoRecorder::appendBufferWithDuration(std::uint32_t durationMs) {
-  if (!isReady(_videoWriterInput)) {
+  if (!recorder::isReady(_videoWriterInput)) {
     return;
   }
   setFirstVideoBuffer(false);
@@ -138,7 +129,7 @@ void VXVideoRecorder::appendBufferWithDuration(std::uint32_t durationMs) {
   if (sample) {
     offerVideoSample(sample.get(), durationMs);
   } else {
-    writeLog(logPrefix() + " Sample buffer create failed", kLogLevel);
+    log("Sample buffer create failed");
   }
 }
 
@@ -153,7 +144,7 @@ void VXVideoRecorder::offerVideoSample(CMSampleBufferRef sample, std::uint32_t d
       _writer->startSessionAtSourceTime(presentationTime);
     }
     setStartedSession(true);
-    writeLog(logPrefix() + " started session in appendVideoSample", kLogLevel);
+    log("started session in appendVideoSample");
   }
   const bool appended = _videoWriterInput->appendSampleBuffer(sample);
   if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
@@ -174,8 +165,8 @@ CMSampleBufferRef VXVideoRecorder::setVedioBuffer(CVPixelBufferRef pixelBuffer,
                                                    &description) != noErr) {
     return nullptr;
   }
-  const CMSampleTimingInfo timing{timeFromMilliseconds(duration), timeFromMilliseconds(_timestamp),
-                                  kCMTimeInvalid};
+  const CMSampleTimingInfo timing{recorder::timeFromMilliseconds(duration),
+                                  recorder::timeFromMilliseconds(_timestamp), kCMTimeInvalid};
   CMSampleBufferRef sample = nullptr;
   const OSStatus status = CMSampleBufferCreateReadyWithImageBuffer(kCFAllocatorDefault, pixelBuffer,
                                                                    description, &timing, &sample);

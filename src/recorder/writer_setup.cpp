@@ -1,19 +1,19 @@
 // Writer set-up, start and status report: what fixes the encoding of a file.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "recorder/absent_objects.h"
 
 using namespace vx;
 
 namespace {
 
-constexpr std::int32_t kLogLevel = 2;
 constexpr int kAverageBitRate = 10 * 1024 * 1024;  // bits per second
 constexpr int kMaxKeyFrameInterval = 30;           // frames
 constexpr int kExpectedSourceFrameRate = 30;       // frames per second
 constexpr double kAudioSampleRate = 44100.0;       // Hz
 
-std::string describeStatus(const AVAssetWriter* writer) {
-  const AVAssetWriterStatus status = writer ? writer->status() : AVAssetWriterStatusUnknown;
-  const std::string number = " (" + std::to_string(static_cast<std::int64_t>(status)) + ")";
+std::string describeStatus(const std::shared_ptr<AVAssetWriter>& writer) {
+  const AVAssetWriterStatus status = recorder::statusOf(writer);
+  const std::string number = " (" + std::to_string(status) + ")";
   switch (status) {
     case AVAssetWriterStatusUnknown:
       return "AVAssetWriterStatusUnknown" + number;
@@ -83,7 +83,7 @@ void VXVideoRecorder::prepareAudioWriter() {
 }
 
 void VXVideoRecorder::startWriting() {
-  if (_writer && _writer->status() == AVAssetWriterStatusWriting) {
+  if (recorder::statusOf(_writer) == AVAssetWriterStatusWriting) {
     return;
   }
   setStartedSession(false);
@@ -92,16 +92,14 @@ void VXVideoRecorder::startWriting() {
   setFirstVideoFrameTime(kCMTimeInvalid);
   setWriting(true);
   if (_writer && _writer->startWriting()) {
-    writeLog(logPrefix() + " Started writing video file.", kLogLevel);
+    log("Started writing video file.");
   } else {
-    writeLog(logPrefix() + " Error in startWriting", kLogLevel);
+    log("Error in startWriting");
     logWriterStatus();
   }
 }
 
-void VXVideoRecorder::logWriterStatus() {
-  writeLog(logPrefix() + " AVAssetWriter status: " + describeStatus(_writer.get()), kLogLevel);
-}
+void VXVideoRecorder::logWriterStatus() { log("AVAssetWriter status: " + describeStatus(_writer)); }
 
 // Sees every sample that is offered to the writer; says nothing.
 void VXVideoRecorder::logPresentationTime(CMSampleBufferRef, const char*) {}

@@ -19,7 +19,6 @@ std::string diskInformationErrorLine(std::string_view className, std::string_vie
 }  // namespace vx::storage
 
 namespace {
-constexpr std::string_view kClassName = "VXVideoRecorder";
 constexpr std::int32_t kDiskInformationLogLevel = 1;
 }  // namespace
 
