@@ -118,6 +118,24 @@ TEST(AacConfigReader, KnowsTheLengthOfLowDelay) {
   EXPECT_EQ(parsed->framesPerPacket, 512u);
 }
 
+TEST(AacConfigReader, KnowsTheRatesByTheIndexOfTheStandard) {
+  constexpr std::uint32_t kRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                      22050, 16000, 12000, 11025, 8000,  7350};
+  for (std::uint8_t index = 0; index < std::size(kRates); ++index) {
+    const auto parsed = parseAudioSpecificConfig(
+        AudioBytes{static_cast<std::uint8_t>(0x10 | index >> 1),  // 2 | index | stereo | 000
+                   static_cast<std::uint8_t>((index & 1) << 7 | 0x10)});
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->sampleRate, kRates[index]);
+  }
+}
+
+TEST(AacConfigReader, CountsEscapedObjectTypesFrom32) {
+  const auto parsed = parseAudioSpecificConfig(AudioBytes{0xF8, 0xE8, 0x40});  // 31, 7: type 39
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->framesPerPacket, 512u);
+}
+
 TEST(AacConfigReader, LeavesTheLengthOfOtherObjectTypesOpen) {
   // 42 as 31 and an escape of 10: USAC tells its frame length elsewhere.
   const auto parsed = parseAudioSpecificConfig(AudioBytes{0xF9, 0x48, 0x80, 0x00});

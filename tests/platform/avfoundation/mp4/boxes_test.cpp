@@ -137,6 +137,29 @@ TEST(Boxes, MediaHeadersHaveTheSizesThatTheStandardGivesThem) {
   EXPECT_EQ(Written(write_smhd).box().sizeBytes, 16u);
 }
 
+TEST(Boxes, VmhdHasTheFlagThatTheStandardAsksFor) {
+  const Written written(write_vmhd);
+  EXPECT_EQ(FieldReader(written.box().payload).u32(), 1u);
+}
+
+TEST(Boxes, HeadersTellTheUsualRateAndVolumeAndNoLanguage) {
+  const Written movie([](ByteStream& s) { write_mvhd(s, {}); });
+  FieldReader mvhd(movie.box().payload);
+  mvhd.skip(32);  // version, times, timescale, duration
+  EXPECT_EQ(mvhd.u32(), 0x10000u);
+  EXPECT_EQ(mvhd.u16(), 0x100u);
+  const Written media([](ByteStream& s) { write_mdhd(s, {}); });
+  FieldReader mdhd(media.box().payload);
+  mdhd.skip(32);
+  EXPECT_EQ(mdhd.u16(), ('u' - 0x60) << 10 | ('n' - 0x60) << 5 | ('d' - 0x60));
+}
+
+TEST(Boxes, PrimingIsToldInHexadecimal) {
+  const Written written([](ByteStream& s) { write_udta_priming(s, 2112); });
+  const std::string text(written.bytes().begin(), written.bytes().end());
+  EXPECT_NE(text.find(" 00000000 00000840 00000000 0000000000000000"), std::string::npos);
+}
+
 TEST(Boxes, DinfSaysThatTheMediaAreInThisFile) {
   const Written written(write_dinf);
   const BoxNode& url = written.find("dinf/dref/url ");
@@ -153,6 +176,12 @@ TEST(Boxes, Avc1HoldsTheTrueSizeAndTheColours) {
   EXPECT_EQ(read.dataReference, 1);
   EXPECT_EQ(read.width, 1921);
   EXPECT_EQ(read.height, 1081);
+  FieldReader fields(written.find("stsd/avc1").payload);
+  fields.skip(40);  // what comes before the resolution and the number of frames, and those
+  EXPECT_EQ(fields.u16(), 1);
+  fields.skip(32);
+  EXPECT_EQ(fields.u16(), 0x18);  // colour without alpha
+  EXPECT_EQ(fields.u16(), 0xFFFF);
   const ColourBox colour = parse_colr(written.find("stsd/avc1/colr"));
   EXPECT_EQ(colour.type, "nclx");
   EXPECT_EQ(colour.primaries, 1);

@@ -68,6 +68,16 @@ TEST(ByteStream, WritesADescriptorsSizeInSevenBitsAByte) {
   EXPECT_EQ(head, (Bytes{5, 0x80, 0x80, 0x82, 0x2C}));
 }
 
+TEST(ByteStream, WritesADescriptorsSizeUpToItsFourthByte) {
+  ByteStream stream;
+  {
+    Descriptor descriptor(stream, 5);
+    stream.putBytes(Bytes(3000000));
+  }
+  const Bytes head(stream.bytes().begin(), stream.bytes().begin() + 5);
+  EXPECT_EQ(head, (Bytes{5, 0x81, 0xB7, 0x8D, 0x40}));
+}
+
 TEST(ByteStream, PatchesWhatWasHandedOnAlready) {
   Pieces pieces;
   ByteStream stream(pieces.drain());
@@ -91,7 +101,7 @@ TEST(ByteStream, PatchesAPlaceThatStandsAcrossTwoPieces) {
     stream.putBytes(Bytes(before / 2));
     stream.putBytes(Bytes(before - before / 2));
     const std::uint64_t position = stream.position();
-    stream.put32(0);
+    for (int i = 0; i < 4; ++i) stream.put8(0);  // one by one: the border may lie between them
     stream.put8(7);
     stream.patch32(position, 0x01020304);
     ASSERT_TRUE(stream.finish().ok());
