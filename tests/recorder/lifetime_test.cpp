@@ -4,9 +4,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <future>
 #include <thread>
 
 using namespace vx;
+
+namespace {
+bool inForkedChild = false;
+}
+
+/// Asked by the leak check at a program's end. A child forked beside running threads has their
+/// memory but not their stacks: what only those refer to is no leak.
+extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
+  return inForkedChild ? 1 : 0;
+}
 
 namespace {
 
@@ -45,6 +56,7 @@ class Lifetime : public RecorderTest {
   int inChild(Body&& body) {
     const pid_t child = fork();
     if (child == 0) {
+      inForkedChild = true;
       body();
       std::exit(0);
     }
@@ -190,11 +202,24 @@ TEST_F(Lifetime, ExitFromWithinTheNoticeDoesNotHang) {
   EXPECT_TRUE(isPlain());
 }
 
-TEST_F(Lifetime, ChildThatExitsWhileTheParentRecordsDoesNotHang) {
+TEST_F(Lifetime, ChildThatExitsWhileTheParentCompletesAFileDoesNotHang) {
+  /// Holds the thread that completes the file: one that ran might hold a lock of the sanitizer's
+  /// while the process forks, which the child would wait for.
+  struct Holding : VXVideoRecorderDelegate {
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    void writeVideoFileDone() override {
+      begun.set_value();
+      mayEnd.get_future().wait();
+    }
+  };
+  const auto holding = std::make_shared<Holding>();
+  recorder->delegate = holding;
   recordSomeFrames();
   recorder->stop();
+  holding->begun.get_future().wait();
   EXPECT_EQ(inChild([] {}), 0);
-  EXPECT_TRUE(delegate->waitForFilesDone());
+  holding->mayEnd.set_value();
 }
 
 TEST_F(Lifetime, WriterThatFailsIsAnnouncedAsFailed) {

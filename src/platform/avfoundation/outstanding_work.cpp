@@ -1,7 +1,6 @@
 #include "platform/avfoundation/outstanding_work.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <condition_variable>
 #include <cstddef>
@@ -19,25 +18,29 @@ struct Ledger {
   std::condition_variable changed;
   int outstanding = 0;   // guarded by mutex
   bool exiting = false;  // guarded by mutex
-  pid_t process = 0;     // guarded by mutex; the one whose threads do the work
 };
 
 thread_local int workDepth = 0;
 
 // Never destroyed: threads may still use it while the process ends. Made in place: a writer that is
 // let go of must not depend on free memory.
+alignas(Ledger) std::byte ledgerPlace[sizeof(Ledger)];
+
+/// What a parent was at when a process was forked is done by the parent's threads, and one of those
+/// may have held the lock at that moment: a child begins with a ledger of its own.
+void beginAnewInChild() { new (ledgerPlace) Ledger; }
+
 Ledger& ledger() {
-  alignas(Ledger) static std::byte place[sizeof(Ledger)];
-  static Ledger* const instance = new (place) Ledger;
+  static Ledger* const instance = [] {
+    pthread_atfork(nullptr, nullptr, beginAnewInChild);
+    return new (ledgerPlace) Ledger;
+  }();
   return *instance;
 }
 
 void waitAtExit() {
   Ledger& book = ledger();
   std::unique_lock lock(book.mutex);
-  if (book.process != getpid()) {
-    return;  // a child inherits the count, but not the threads that would bring it down
-  }
   // A worker that exits the program itself is part of what would be waited for.
   const int own = workDepth > 0 ? 1 : 0;
   book.changed.wait(lock, [&] { return book.outstanding <= own; });
@@ -62,11 +65,6 @@ bool startThreadWith(const char* name, std::function<void()> body) {
 void begin() {
   Ledger& book = ledger();
   std::lock_guard lock(book.mutex);
-  if (book.process != getpid()) {
-    // What a parent was at when this process was forked is done by the parent's threads.
-    book.process = getpid();
-    book.outstanding = 0;
-  }
   if (book.outstanding++ == 0) {
     // Anew each time: what the program built before this moment, the host's statics included, must
     // still be there while the work is waited for.
