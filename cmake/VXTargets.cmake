@@ -22,12 +22,16 @@ function(vx_configure_target target)
   endif()
 endfunction()
 
-# vx_add_test(<name> <source>...): one GoogleTest program; its tests run one by one under CTest.
+# vx_add_test(<name> <source>...): one GoogleTest program; its tests run one by one under CTest. What
+# is tested is compiled as it is shipped. The tests themselves are not optimized and share one
+# precompiled header (vx_test_main's): that halves the time to build them.
 function(vx_add_test name)
   add_executable(${name} ${ARGN})
   vx_configure_target(${name})
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  target_precompile_headers(${name} REUSE_FROM vx_test_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${name} PRIVATE VXVideoRecorder GTest::gmock GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE VXVideoRecorder GTest::gmock vx_test_main)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endfunction()
 
