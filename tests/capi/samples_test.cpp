@@ -1,4 +1,5 @@
 // Frames and audio that are taken, dropped, refused.
+#include "VXVideoRecorder/VXRecordingRepair.h"
 #include "c_recorder.h"
 #include "support/guarded_bytes.h"
 #include "support/media_reader.h"
@@ -118,6 +119,21 @@ TEST_F(CFrames, WaitForRoomUntilTheTimeIsOver) {
   EXPECT_EQ(vx_recorder_wait_for_room(recorder, 0), VX_TIMED_OUT);
 }
 
+TEST_F(CFrames, LearnInTheWaitForRoomThatTheWriterFailed) {
+  struct FailingInput : ScriptedInput {
+    std::shared_ptr<ScriptedWriter> writer;
+    bool waitUntilReadyForMoreMediaData(std::chrono::milliseconds) override {
+      writer->currentStatus = vx::AVAssetWriterStatusFailed;
+      return false;
+    }
+  };
+  const auto failing = std::make_shared<FailingInput>();
+  failing->writer = writer;
+  recorder->recorder->setWriter(writer);
+  recorder->recorder->setVideoWriterInput(failing);
+  EXPECT_EQ(vx_recorder_wait_for_room(recorder, 10), VX_FAILED);
+}
+
 TEST_F(CSound, GoesIntoTheFileWithItsConfiguration) {
   const auto sound = vx::test::encodeAac(vx::test::tone(44100));
   configure([](vx_configuration& configuration) { configuration.audio_enabled = true; });
@@ -155,6 +171,9 @@ TEST_F(CSound, OfSeveralUnitsAtATimeOfItsOwnIsPlacedThere) {
   ASSERT_EQ(vx_recorder_wait_until_done(recorder, -1), VX_OK);
   const auto track = vx::test::readSound(folder / "c.mp4");
   EXPECT_EQ(track.unitTimes, (std::vector<std::int64_t>{4410, 4410 + 1024}));
+  const auto recording =
+      VXRecordingRepair::inspectRecordingAtPath(folder / "c.mp4", VXInspectionDepth::index);
+  EXPECT_EQ(recording.value().audioTrack().value().trimAtStart, 0u) << "given, if as nothing";
 }
 
 TEST_F(CSound, BeforeTheFirstWrittenFrameIsDropped) {

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace vx::capi;
 using testing::HasSubstr;
 
@@ -44,6 +46,16 @@ TEST(Structs, AreZeroBeyondWhatIsKnownWhenFilled) {
   EXPECT_EQ(theirs.known.height, 9u);
   EXPECT_EQ(theirs.known.size, sizeof(LongerFrame));
   EXPECT_EQ(theirs.added, 0u);
+}
+
+TEST(Structs, MayBe64KibibytesLongAndNoLonger) {
+  std::vector<std::uint64_t> memory(65536 / 8 + 1);
+  auto* theirs = reinterpret_cast<vx_frame*>(memory.data());
+  vx_frame ours = VX_FRAME_INIT;
+  theirs->size = 65536;
+  EXPECT_EQ(read(theirs, "vx_frame", ours), VX_OK);
+  theirs->size = 65537;
+  EXPECT_EQ(read(theirs, "vx_frame", ours), VX_INVALID_ARGUMENT);
 }
 
 TEST(Structs, WithoutTheirSizeAreRefused) {
