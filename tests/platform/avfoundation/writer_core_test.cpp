@@ -178,15 +178,15 @@ class WriterCoreTest : public testing::Test {
     started = true;
   }
 
-  bool append(std::int64_t timeMs, bool forceKeyFrame = false) {
-    QueuedPicture picture;
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 16, 16, kCVPixelFormatType_420YpCbCr8Planar, nullptr,
-                                  picture.buffer.out()),
+  static CFRef<CVPixelBufferRef> pixels(std::size_t side, OSType format) {
+    CFRef<CVPixelBufferRef> buffer;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, side, side, format, nullptr, buffer.out()),
               kCVReturnSuccess);
-    picture.timeMs = timeMs;
-    picture.durationMs = 40;
-    picture.forceKeyFrame = forceKeyFrame;
-    return core->append(std::move(picture));
+    return buffer;
+  }
+  bool append(std::int64_t timeMs, bool forceKeyFrame = false) {
+    return core->append(
+        {pixels(16, kCVPixelFormatType_420YpCbCr8Planar), timeMs, 40, forceKeyFrame});
   }
   void appendWhenReady(std::int64_t timeMs) {
     ASSERT_TRUE(core->waitForRoom(std::chrono::minutes(1)));
@@ -290,16 +290,27 @@ TEST_F(WriterCoreTest, StuckDiskFillsTheQueuesAndLosesNothing) {
   // One is being written, two wait for the disk, one is in the encoder's hands, and the rest of the
   // accepted ones wait for the encoder.
   constexpr int kMostAccepted = 1 + 2 + 1 + 12;
-  int accepted = 0;
-  while (accepted <= kMostAccepted && core->waitForRoom(std::chrono::milliseconds(500))) {
-    ASSERT_TRUE(append(accepted++));
+  for (int i = 0; i < kMostAccepted; ++i) {
+    ASSERT_NO_FATAL_FAILURE(appendWhenReady(i));
   }
-  EXPECT_EQ(accepted, kMostAccepted);
   EXPECT_FALSE(core->hasRoomForPicture());
-  EXPECT_FALSE(append(accepted));
+  EXPECT_FALSE(append(kMostAccepted));
   stage.change([&] { stage.diskIsStuck = false; });
   finish();
-  EXPECT_THAT(stage.times, SizeIs(static_cast<std::size_t>(accepted)));
+  EXPECT_THAT(stage.times, SizeIs(kMostAccepted));
+}
+
+TEST_F(WriterCoreTest, LargePicturesFillTheQueueByTheirBytes) {
+  stage.encoderHangsAt = 0;
+  start();
+  const auto picture = pixels(8192, kCVPixelFormatType_OneComponent8);  // 64 MiB
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(core->append({picture, i * 40, 40, false}));
+  }
+  ASSERT_TRUE(core->waitForRoom(std::chrono::minutes(1))) << "once the encoder has the first one";
+  ASSERT_TRUE(core->append({picture, 120, 40, false}));
+  EXPECT_FALSE(core->hasRoomForPicture());
+  core->fail(error("enough"));
 }
 
 TEST_F(WriterCoreTest, LastCommitIsFollowedByOneThatMakesItDurable) {
