@@ -130,6 +130,16 @@ TEST(AacConfigReader, KnowsTheRatesByTheIndexOfTheStandard) {
   }
 }
 
+TEST(AacConfigReader, KnowsTheChannelsByTheConfigurationOfTheStandard) {
+  constexpr std::uint32_t kChannels[] = {0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8, 0};
+  for (std::uint8_t configuration = 0; configuration < std::size(kChannels); ++configuration) {
+    const auto parsed = parseAudioSpecificConfig(
+        AudioBytes{0x12, static_cast<std::uint8_t>(configuration << 3)});  // 2 | 44100
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->channels, kChannels[configuration]) << int{configuration};
+  }
+}
+
 TEST(AacConfigReader, CountsEscapedObjectTypesFrom32) {
   const auto parsed = parseAudioSpecificConfig(AudioBytes{0xF8, 0xE8, 0x40});  // 31, 7: type 39
   ASSERT_TRUE(parsed);
