@@ -203,7 +203,7 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   static std::size_t frameBufferLength(std::uint32_t pixelFormatType, std::uint32_t width,
                                        std::uint32_t height, std::uint32_t bytesPerRow);
 
-  // ---- audio intake (src/recorder/audio_intake.cpp) ----------------------------------------
+  // ---- audio factory (src/recorder/audio_factory.cpp) --------------------------------------
 
   /// Wraps one block of coded audio: copies `withLen` bytes, described by `withASBD`, into a new
   /// sample buffer that the caller releases with `vx::CFRelease`. It carries presentation time 0,
@@ -214,6 +214,8 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   /// part, stand in the system log. The length is not checked against what `audioBytes` points to.
   static vx::CMSampleBufferRef createAudioSampleBuffer(const void* audioBytes, std::int32_t withLen,
                                                        vx::AudioStreamBasicDescription withASBD);
+
+  // ---- audio intake (src/recorder/audio_intake.cpp) ----------------------------------------
 
   /// Writes one buffer to the audio track, at the time it carries; time 0 is that of the first
   /// video frame. Several AAC access units may travel in one buffer (sizes and times each) or as
