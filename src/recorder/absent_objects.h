@@ -1,4 +1,5 @@
-// The writer and its inputs may be absent, and the recorder relies on what an absent one answers.
+// The writer and its inputs may be absent, and the recorder relies on what an absent one answers. A
+// delegate may take them away within any line.
 #pragma once
 
 #include "VXVideoRecorder/platform/AVFoundation.h"
@@ -10,6 +11,11 @@ namespace vx::recorder {
 /// False for no input.
 inline bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
   return input && input->isReadyForMoreMediaData();
+}
+
+/// False, which is a refusal, from no input.
+inline bool append(const std::shared_ptr<AVAssetWriterInput>& input, CMSampleBufferRef sample) {
+  return input && input->appendSampleBuffer(sample);
 }
 
 /// Unknown for no writer.

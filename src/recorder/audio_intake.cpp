@@ -38,7 +38,7 @@ void VXVideoRecorder::takeAudioSample(CMSampleBufferRef sampleBuffer) {
     setFirstAudioBuffer(false);
     primeAudio(sampleBuffer);
   }
-  const bool appended = _audioWriterInput->appendSampleBuffer(sampleBuffer);
+  const bool appended = recorder::append(_audioWriterInput, sampleBuffer);
   logPresentationTime(sampleBuffer, "Audio Sample");
   if (!appended) {
     logWriterStatus();

@@ -24,6 +24,10 @@ void VXVideoRecorder::endFile() {
     if (_videoWriterInput) {
       _videoWriterInput->markAsFinished();
     }
+    if (!_writer) {  // the delegate took it away within a line of the flush
+      setWriting(false);
+      return;
+    }
     _writer->endSessionAtSourceTime(recorder::timeFromMilliseconds(_timestamp + 1));
     std::function<void()> finishStep = makeFinishStep();
     setWriting(false);
@@ -48,9 +52,7 @@ std::function<void()> VXVideoRecorder::makeFinishStep() {
   // with what it needs held by value.
   return [limit = _folderLimitSize, path = _storagePath, prefix = _fileNamePrefix,
           filename = _filename.value_or(""), file = std::move(file)] {
-    if (limit != 0) {
-      storage::applyFolderQuota(path, prefix, limit, filename, file);
-    }
+    storage::applyFolderQuota(path, prefix, limit, filename, file);
   };
 }
 

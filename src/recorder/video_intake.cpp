@@ -146,7 +146,7 @@ void VXVideoRecorder::offerVideoSample(CMSampleBufferRef sample, std::uint32_t d
     setStartedSession(true);
     log("started session in appendVideoSample");
   }
-  const bool appended = _videoWriterInput->appendSampleBuffer(sample);
+  const bool appended = recorder::append(_videoWriterInput, sample);
   if (CMTimeCompare(_firstVideoFrameTime, kCMTimeInvalid) == 0) {
     setFirstVideoFrameTime(presentationTime);
   }

@@ -234,11 +234,25 @@ TEST_F(AudioIntake, CountsARefusedBufferAsTheFirst) {
   EXPECT_TRUE(CMTIME_IS_INVALID(trims[1]));
 }
 
+struct Looking : RememberingDelegate {
+  std::function<void()> look;
+  void writeLog(const std::string& message, std::int32_t level) override {
+    look();
+    RememberingDelegate::writeLog(message, level);
+  }
+};
+
+TEST_F(AudioIntake, InputThatIsTakenAwayWithinALineTakesNoBuffer) {
+  const auto looking = std::make_shared<Looking>();
+  looking->look = [&] { recorder->setAudioWriterInput(nullptr); };
+  recorder->delegate = looking;
+  appendAudioAt(0);
+  EXPECT_TRUE(audioInput->samples.empty());
+  EXPECT_EQ(looking->lines().back().message,
+            line(" AVAssetWriter status: AVAssetWriterStatusWriting (1)"));
+}
+
 TEST_F(AudioIntake, ClearsItsFirstBufferAndSaysThatItPrimesBeforeItDoes) {
-  struct Looking : RememberingDelegate {
-    std::function<void()> look;
-    void writeLog(const std::string&, std::int32_t) override { look(); }
-  };
   const Buffer buffer = bufferAt(kCMTimeZero);
   bool wasSet = true;
   bool wasTrimmed = true;

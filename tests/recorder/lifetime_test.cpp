@@ -147,6 +147,22 @@ TEST_F(Lifetime, StopFromWithinALogLineEndsTheFile) {
   EXPECT_TRUE(lettingGo->waitForFilesDone());
 }
 
+TEST_F(Lifetime, WriterThatIsTakenAwayWithinALineOfTheStopIsNotAskedAnyMore) {
+  struct TakingAway : VXVideoRecorderDelegate {
+    VXVideoRecorder* host = nullptr;
+    void writeLog(const std::string&, std::int32_t) override { host->setWriter(nullptr); }
+  };
+  useScriptedWriter();
+  recorder->setWriting(true);
+  appendAt(0);
+  const auto takingAway = std::make_shared<TakingAway>();
+  takingAway->host = recorder.get();
+  recorder->delegate = takingAway;
+  recorder->stop();
+  EXPECT_THAT(writer->calls, testing::ElementsAre("startSession", "append", "markAsFinished"));
+  EXPECT_FALSE(recorder->writing());
+}
+
 TEST_F(Lifetime, ReturningFromMainAfterStopLeavesAWholeFile) {
   EXPECT_EQ(inChild([&] {
               recordSomeFrames();

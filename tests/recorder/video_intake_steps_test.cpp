@@ -218,6 +218,16 @@ TEST_F(VideoIntakeSteps, SessionIsSaidToBeStartedWhenItIsAndBeforeTheSample) {
   EXPECT_THAT(callsSoFar, ElementsAre("startSession"));
 }
 
+TEST_F(VideoIntakeSteps, InputThatIsTakenAwayWithinALineTakesNoSample) {
+  useScriptedWriter();
+  lookAtEveryLine([&](const std::string&) { recorder->setVideoWriterInput(nullptr); });
+  appendAt(0);
+  appendAt(40);
+  EXPECT_TRUE(input->samples.empty());
+  EXPECT_EQ(peer.timestamp(), 0u);
+  EXPECT_EQ(countOf(line(" AVAssetWriter status: AVAssetWriterStatusWriting (1)")), 1);
+}
+
 TEST_F(VideoIntakeSteps, FirstVideoFrameTimeStaysThatOfTheFirstSample) {
   useScriptedWriter();
   recorder->setFirstVideoFrameTime(CMTimeMake(7, 1000));
