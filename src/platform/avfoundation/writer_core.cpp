@@ -3,7 +3,6 @@
 #include "platform/avfoundation/encoder/frame_converter.h"
 #include "platform/avfoundation/encoder/key_frame_policy.h"
 #include "platform/avfoundation/outstanding_work.h"
-#include "platform/corevideo/pixel_buffer_registry.h"
 #include "platform/foundation/thread_priority.h"
 
 #include <algorithm>
@@ -145,6 +144,7 @@ bool WriterCore::hasRoomForPicture() const {
 
 bool WriterCore::append(QueuedPicture picture) {
   const std::size_t bytes = CVPixelBufferGetDataSize(picture.buffer.get());
+  _pools.note(picture.buffer.get());
   return _pictures.tryPush(std::move(picture), bytes);
 }
 
@@ -479,8 +479,7 @@ void WriterCore::completeFile() {
   }
   runHandler(handler);
   handler = nullptr;  // whatever it kept alive goes before the program may end
-  // Every picture is coded: none has to wait for its next use.
-  PixelBufferRegistry::instance().dropAllIdle();
+  _pools.dropIdle();  // every picture is coded: none has to wait for its next use
   outstanding_work::end();
 }
 

@@ -17,6 +17,7 @@
 #include "platform/avfoundation/spare_buffers.h"
 #include "platform/avfoundation/video_settings.h"
 #include "platform/cf_ref.h"
+#include "platform/corevideo/used_pools.h"
 #include "platform/foundation/status.h"
 
 #include <atomic>
@@ -152,6 +153,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   FinishHandler _finishHandler;                              // guarded by _mutex
 
   std::atomic<bool> _hostWaits = false;  // it has waited for room: it is not live
+  UsedPools _pools;  // of the pictures: the caller's until it asks for the finish
 
   std::unique_ptr<Coding> _coding;  // the coding thread's, between start and its end
   EncoderWatch _encoderWatch;

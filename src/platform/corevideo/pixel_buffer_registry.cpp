@@ -44,7 +44,7 @@ void PixelBufferRegistry::remove(CVPixelBufferPool& pool) {
     std::lock_guard lock(_mutex);
     pool.registryLink.leave();
   }
-  dropIdleIf([&](const CVPixelBuffer& buffer) { return buffer.pool == &pool; });
+  dropIdleOf(&pool);
 }
 
 CVPixelBufferRef PixelBufferRegistry::takeIdle(CVPixelBufferPool& pool) {
@@ -87,6 +87,10 @@ void PixelBufferRegistry::dropExpired() {
 
 void PixelBufferRegistry::dropAllIdle() {
   dropIdleIf([](const CVPixelBuffer&) { return true; });
+}
+
+void PixelBufferRegistry::dropIdleOf(const CVPixelBufferPool* pool) {
+  dropIdleIf([&](const CVPixelBuffer& buffer) { return buffer.pool == pool; });
 }
 
 // Giving memory back to the system takes its time, so the buffers are destroyed without the lock.

@@ -34,8 +34,11 @@ class PixelBufferRegistry {
   void giveBack(CVPixelBuffer& buffer);
   /// Destroys what has been idle for longer than `kMaxIdleTime`.
   void dropExpired();
-  /// Destroys every idle buffer: memory is short, or nobody will draw from the pools again soon.
+  /// Destroys every idle buffer: memory is short.
   void dropAllIdle();
+  /// Destroys the idle buffers of one pool, which nobody will draw from again soon. The pool is
+  /// only compared: it may be gone.
+  void dropIdleOf(const CVPixelBufferPool* pool);
 
   struct Counts {
     std::size_t buffers = 0;  // alive, idle ones included

@@ -2,12 +2,19 @@
 
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include <cstdlib>
 #include <cstring>
-#include <limits>
 
 namespace vx {
 
 namespace {
+
+// From here on a picture is mapped by itself. The heap would keep it when it is given back: what is
+// allocated behind it holds its place, so a queue that was full once would cost its memory for
+// ever.
+constexpr std::size_t kMappedFrom = std::size_t{256} << 10;
+constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
 // The system promises more memory than it has and kills the process that then writes to it. So a
 // single picture that would take half of the machine is refused, and one beyond every encoder too,
@@ -26,47 +33,87 @@ bool isOutOfReach(std::size_t size) {
   return size / static_cast<std::size_t>(bytesPerPage) > static_cast<std::size_t>(pages) / 2;
 }
 
-[[maybe_unused]] std::uintptr_t roundedUp(std::uintptr_t value, std::uintptr_t step) {
+std::size_t roundedUp(std::size_t value, std::size_t step) {
   return (value + step - 1) / step * step;
 }
 
+// The last large page is taken whole where that costs next to nothing.
+std::size_t mappedSizeFor(std::size_t size) {
+  constexpr std::size_t kMostWasted = 64;  // one part in so many
+  const std::size_t whole = roundedUp(size, kLargePage);
+  return whole - size <= size / kMostWasted ? whole : size;
+}
+
 // A picture of 4K is some 3000 pages of the usual size. Fetching each of them at its first write,
-// on the host's thread, takes about as long as the copy itself; large pages come 512 at once. Only
-// whole ones inside the block are asked for, so that no more memory is taken than without them.
-[[maybe_unused]] void askForLargePages(std::uintptr_t begin, std::uintptr_t end) {
-  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
-  const std::uintptr_t first = roundedUp(begin, kLargePage);
-  const std::uintptr_t last = end / kLargePage * kLargePage;
-  if (first < last) {
-    ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);  // a wish, no more
+// on the host's thread, takes about as long as the copy itself; large pages come 512 at once.
+void askForLargePages(std::uint8_t* base, std::size_t size) {
+  if (const std::size_t whole = size / kLargePage * kLargePage; whole > 0) {
+    ::madvise(base, whole, MADV_HUGEPAGE);  // a wish, no more
   }
+}
+
+void* mapAnywhere(std::size_t size) {
+  void* block = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return block == MAP_FAILED ? nullptr : block;
 }
 
 }  // namespace
 
+void PixelMemory::GiveBack::operator()(void* block) const {
+  if (mappedBytes > 0) {
+    ::munmap(block, mappedBytes);
+  } else {
+    std::free(block);
+  }
+}
+
 PixelMemory PixelMemory::allocateZeroed(std::size_t size) {
-  PixelMemory memory;
   if (size == 0 || isOutOfReach(size)) {
-    return memory;
+    return {};
   }
 #if defined(__SANITIZE_ADDRESS__)
-  // A block that ends with its last byte, so that every access beyond it is found.
+  return fromHeap(size);  // where every access beyond the last byte is found
+#else
+  return size < kMappedFrom ? fromHeap(size) : map(size);
+#endif
+}
+
+PixelMemory PixelMemory::fromHeap(std::size_t size) {
+  PixelMemory memory;
   void* block = nullptr;
-  if (posix_memalign(&block, kPixelMemoryAlignment, size) != 0) {
+  if (posix_memalign(&block, kPixelMemoryAlignment, size) == 0) {
+    memory._block.reset(block);
+    memory._base = static_cast<std::uint8_t*>(block);
+    std::memset(block, 0, size);
+  }
+  return memory;
+}
+
+// More addresses are asked for than needed, and those beside the block given back at once: large
+// pages begin at multiples of their size.
+PixelMemory PixelMemory::map(std::size_t size) {
+  PixelMemory memory;
+  const std::size_t mapped =
+      roundedUp(mappedSizeFor(size), static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
+  const std::size_t spare = mapped < kLargePage ? 0 : kLargePage;
+  auto* start = static_cast<std::uint8_t*>(mapAnywhere(mapped + spare));
+  if (start == nullptr) {
     return memory;
   }
-  memory._block.reset(block);
-  memory._base = static_cast<std::uint8_t*>(block);
-  std::memset(memory._base, 0, size);
-#else
-  memory._block.reset(std::calloc(1, size + kPixelMemoryAlignment - 1));
-  if (memory._block) {
-    const auto address = reinterpret_cast<std::uintptr_t>(memory._block.get());
-    memory._base = static_cast<std::uint8_t*>(memory._block.get()) +
-                   (roundedUp(address, kPixelMemoryAlignment) - address);
-    askForLargePages(address, address + size);
+  std::size_t before = 0;
+  if (spare > 0) {
+    const auto address = reinterpret_cast<std::uintptr_t>(start);
+    before = roundedUp(address, kLargePage) - address;
+    if (before > 0) {
+      ::munmap(start, before);
+    }
+    if (before < spare) {
+      ::munmap(start + before + mapped, spare - before);
+    }
   }
-#endif
+  memory._base = start + before;
+  memory._block = std::unique_ptr<void, GiveBack>(memory._base, GiveBack{mapped});
+  askForLargePages(memory._base, mapped);
   return memory;
 }
 

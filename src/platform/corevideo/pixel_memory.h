@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 namespace vx {
@@ -14,18 +13,26 @@ inline constexpr std::size_t kPixelMemoryAlignment = 64;  // bytes: a cache line
 class PixelMemory {
  public:
   /// `size` bytes of zero. Memory comes page by page, with the first write, where the system hands
-  /// it out zeroed; in the inside of large blocks the pages are large. Without enough memory the
-  /// result is empty.
+  /// it out zeroed; in large blocks the pages are large. Large blocks go back to the system when
+  /// they are given back, whatever else was allocated meanwhile. Without enough memory the result
+  /// is empty.
   static PixelMemory allocateZeroed(std::size_t size);
 
   std::uint8_t* base() const { return _base; }
   explicit operator bool() const { return _base != nullptr; }
 
  private:
-  struct Free {
-    void operator()(void* block) const { std::free(block); }
+  struct GiveBack {
+    GiveBack() : GiveBack(0) {}
+    explicit GiveBack(std::size_t bytes) : mappedBytes(bytes) {}
+    void operator()(void* block) const;
+    std::size_t mappedBytes;  // 0 for a block of the heap
   };
-  std::unique_ptr<void, Free> _block;
+
+  static PixelMemory map(std::size_t size);
+  static PixelMemory fromHeap(std::size_t size);
+
+  std::unique_ptr<void, GiveBack> _block;
   std::uint8_t* _base = nullptr;
 };
 

@@ -1,11 +1,17 @@
 #include "VXVideoRecorder/platform/CoreVideo.h"
 #include "platform/corevideo/pixel_buffer_registry.h"
+#include "platform/corevideo/used_pools.h"
 
 #include "support/pixel_buffers.h"
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <array>
 #include <atomic>
+#include <cstring>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -143,12 +149,56 @@ TEST_F(PixelBufferPool, UseOfAStandAloneBufferDropsIdleBuffersToo) {
   EXPECT_EQ(idleBuffers(), 0u);
 }
 
+#if !defined(__SANITIZE_ADDRESS__)
+
+std::size_t residentPages() {
+  std::size_t all = 0;
+  std::size_t resident = 0;
+  std::ifstream("/proc/self/statm") >> all >> resident;
+  return resident;
+}
+
+// A heap would keep it below what was allocated later.
+TEST_F(PixelBufferPool, DroppedBuffersGiveTheirMemoryBackToTheSystem) {
+  const Pool pool = poolOf(1000, 1000);
+  const std::size_t pages = 4'000'000 / static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const auto useOne = [&] {
+    const PixelBuffer buffer = drawn(pool);
+    std::memset(rowOf(buffer, 0), 1, 4'000'000);
+  };
+  useOne();
+  advance(1001ms);
+  makePixelBuffer(2, 2, kCVPixelFormatType_32BGRA);
+  const std::size_t before = residentPages();
+  useOne();
+  const auto placeholder = std::make_unique<std::array<char, 4096>>();
+  EXPECT_GT(residentPages(), before + pages / 2);
+  advance(1001ms);
+  makePixelBuffer(2, 2, kCVPixelFormatType_32BGRA);
+  EXPECT_LT(residentPages(), before + pages / 2);
+}
+
+#endif
+
 TEST_F(PixelBufferPool, LastReleaseFreesItsIdleBuffers) {
   const std::size_t before = PixelBufferRegistry::instance().counts().buffers;
   Pool pool = poolOf(8, 8);
   drawn(pool);
   pool.reset();
   EXPECT_EQ(PixelBufferRegistry::instance().counts().buffers, before);
+}
+
+TEST_F(PixelBufferPool, GivingBackWhatOneUserLeftIdleSparesTheOthers) {
+  const Pool own = poolOf(8, 8);
+  const Pool other = poolOf(8, 8);
+  UsedPools used;
+  used.note(drawn(own).get());
+  used.note(makePixelBuffer(8, 8, kCVPixelFormatType_32BGRA).get());
+  const CVPixelBufferRef kept = drawn(other).get();
+  ASSERT_EQ(idleBuffers(), 2u);
+  used.dropIdle();
+  EXPECT_EQ(idleBuffers(), 1u);
+  EXPECT_EQ(drawn(other).get(), kept);
 }
 
 TEST_F(PixelBufferPool, BuffersOutliveTheirPool) {
