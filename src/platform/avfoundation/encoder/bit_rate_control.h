@@ -20,16 +20,24 @@ class BitRateControl {
   double rateFactor() const;
   /// The picture coded with `rateFactor` has this many bits and is shown for this long. A still
   /// picture saves up at most a second of bits for those after it.
-  void pictureWasCoded(std::size_t bits, std::int64_t durationMs);
+  void pictureWasCoded(std::size_t bits, std::int64_t durationMs, bool isKeyFrame);
 
  private:
+  /// Bits, and the same times the quantizer's scale that they were coded with.
+  struct Spent {
+    double bits = 0;
+    double complexity = 0;
+  };
+
   double clampedScale() const;
+  Spent spread(const Spent& spent, double seconds, bool isKeyFrame);
 
   const double _bitsPerSecond;
   // Both grow with each picture and fade with time: the bits times the quantizer's scale that they
   // were coded with, and the bits that there were for them.
   double _complexity;
   double _budget;
+  Spent _ofKeyFrames;   // what was not counted yet
   double _excess = 0;   // bits spent beyond the average so far, with bounds
   double _seconds = 0;  // of pictures coded
 };

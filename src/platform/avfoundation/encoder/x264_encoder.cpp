@@ -225,7 +225,7 @@ Status X264Encoder::encode(const PlanarPicture& picture, const PictureRequest& r
   }
   accessUnit.bytes = {units[0].p_payload, static_cast<std::size_t>(size)};
   accessUnit.isKeyFrame = out.b_keyframe != 0;
-  _bitRate->pictureWasCoded(accessUnit.bytes.size() * 8, request.durationMs);
+  _bitRate->pictureWasCoded(accessUnit.bytes.size() * 8, request.durationMs, accessUnit.isKeyFrame);
   return Status::success();
 }
 

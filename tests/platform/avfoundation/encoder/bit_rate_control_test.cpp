@@ -25,9 +25,9 @@ struct Stream {
   double bits = 0;
   double seconds = 0;
 
-  void code(std::int64_t durationMs) {
-    const std::size_t size = encoder.code(control.rateFactor());
-    control.pictureWasCoded(size, durationMs);
+  void code(std::int64_t durationMs, bool isKeyFrame = false) {
+    const std::size_t size = encoder.code(control.rateFactor()) * (isKeyFrame ? 10 : 1);
+    control.pictureWasCoded(size, durationMs, isKeyFrame);
     bits += static_cast<double>(size);
     seconds += static_cast<double>(durationMs) / 1000;
   }
@@ -64,6 +64,22 @@ TEST(BitRateControl, TheAverageHoldsWhenThePictureBecomesTenTimesHarder) {
   const double bitsBefore = stream.bits;
   stream.codeFor(30, irregular);
   EXPECT_NEAR((stream.bits - bitsBefore) / 30 / kBitsPerSecond, 1, 0.2);
+}
+
+TEST(BitRateControl, TheFirstKeyFrameDoesNotMakeThePicturesBehindItMuchCoarser) {
+  Stream stream;
+  const double first = stream.control.rateFactor();
+  stream.encoder.bitsAtRateFactor20 = kBitsPerSecond / 30.0 * std::exp2((first - 20) / 6);
+  stream.code(33, true);
+  EXPECT_LT(stream.control.rateFactor(), first + 3) << "6 more are half the bits";
+}
+
+TEST(BitRateControl, TheAverageHoldsWithKeyFrames) {
+  Stream stream;
+  for (int i = 0; i < 30 * 60; ++i) {
+    stream.code(33, i % 30 == 0);
+  }
+  EXPECT_NEAR(stream.rate() / kBitsPerSecond, 1, 0.05);
 }
 
 TEST(BitRateControl, AStillScreenSavesUpLittleForWhatMovesAfterIt) {
