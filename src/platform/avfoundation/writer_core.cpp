@@ -295,6 +295,7 @@ Status WriterCore::encode(const QueuedPicture& queued, AccessUnit& accessUnit) {
 // The next picture is coded with as much care as there is time for.
 void WriterCore::followLoad(const CodingLoad& load) {
   if (_coding->speed) {
+    _coding->speed->setFirstLevel(_coding->encoder->firstSpeed());
     _coding->speed->pictureWasCoded(load);
     _coding->encoder->setSpeed(_coding->speed->level());
   }

@@ -22,6 +22,7 @@ class AutomaticEncoder final : public VideoEncoder {
     return _chosen->encode(picture, request, accessUnit);
   }
   EncoderSpeeds speeds() const override { return _chosen->speeds(); }
+  int firstSpeed() const override { return _chosen->firstSpeed(); }
   void setSpeed(int level) override { _chosen->setSpeed(level); }
 
  private:

@@ -26,9 +26,14 @@ double smoothed(double mean, double value, double weight = kWeight) {
 }  // namespace
 
 SpeedPolicy::SpeedPolicy(std::vector<double> relativeCosts, int firstLevel)
-    : _relativeCosts(std::move(relativeCosts)),
-      _firstLevel(std::clamp(firstLevel, 0, static_cast<int>(_relativeCosts.size()) - 1)),
-      _level(_firstLevel) {}
+    : _relativeCosts(std::move(relativeCosts)) {
+  setFirstLevel(firstLevel);
+  _level = _firstLevel;
+}
+
+void SpeedPolicy::setFirstLevel(int level) {
+  _firstLevel = std::clamp(level, 0, static_cast<int>(_relativeCosts.size()) - 1);
+}
 
 double SpeedPolicy::loadAt(int level) const {
   return _shownSeconds > 0

@@ -25,6 +25,8 @@ class SpeedPolicy {
   SpeedPolicy(std::vector<double> relativeCosts, int firstLevel);
 
   int level() const { return _level; }
+  /// Where the recording of a host that waits is kept from now on.
+  void setFirstLevel(int level);
   void pictureWasCoded(const CodingLoad& load);
 
  private:
@@ -33,8 +35,8 @@ class SpeedPolicy {
   void lowerTo(int level);
 
   const std::vector<double> _relativeCosts;
-  const int _firstLevel;
-  int _level;
+  int _firstLevel = 0;
+  int _level = 0;
   double _unitSeconds = 0;   // smoothed: a picture's coding at cost 1
   double _shownSeconds = 0;  // smoothed
   double _calmSeconds = 0;   // since the level last went down, or a finer one did not fit

@@ -41,7 +41,7 @@ struct AccessUnit {
 /// The levels of care that an encoder offers while it runs, the fastest first.
 struct EncoderSpeeds {
   std::vector<double> relativeCosts;  // ascending
-  int firstLevel = 0;                 // the one it was opened with
+  int firstLevel = 0;                 // where nothing is known of the load
 };
 
 /// When a picture is shown, and what is asked of it.
@@ -62,6 +62,8 @@ class VideoEncoder {
                         AccessUnit& accessUnit) = 0;
   /// How an opened encoder's speed can follow the load. Without levels it stays as it is.
   virtual EncoderSpeeds speeds() const { return {}; }
+  /// The first level as it is now: it may depend on the encoders that share the cores.
+  virtual int firstSpeed() const { return speeds().firstLevel; }
   /// For the pictures from the next one on; an index into the costs of `speeds`.
   virtual void setSpeed(int /*level*/) {}
 };

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <optional>
@@ -48,9 +49,28 @@ constexpr std::array kSpeeds = {
 
 int cores() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
+/// The pixels of a picture of every open encoder: they share the cores.
+class PixelsInAll {
+ public:
+  PixelsInAll() = default;
+  ~PixelsInAll() { s_sum -= _own; }
+  PixelsInAll(const PixelsInAll&) = delete;
+  PixelsInAll& operator=(const PixelsInAll&) = delete;
+
+  void add(std::int64_t pixels) {
+    _own += pixels;
+    s_sum += pixels;
+  }
+  static std::int64_t sum() { return s_sum; }
+
+ private:
+  static inline std::atomic<std::int64_t> s_sum = 0;
+  std::int64_t _own = 0;
+};
+
 // What two common cores code live at 30 pictures a second, with time to spare.
-int firstSpeed(int width, int height) {
-  const std::int64_t pixels = std::int64_t{width} * height * 2 / cores();
+int levelFor(std::int64_t pixelsInAll) {
+  const std::int64_t pixels = pixelsInAll * 2 / cores();
   if (pixels <= 1280 * 720) {
     return 3;
   }
@@ -73,6 +93,7 @@ class X264Encoder final : public VideoEncoder {
   Status encode(const PlanarPicture& picture, const PictureRequest& request,
                 AccessUnit& accessUnit) override;
   EncoderSpeeds speeds() const override;
+  int firstSpeed() const override { return levelFor(PixelsInAll::sum()); }
   void setSpeed(int level) override { _speed = level; }
 
  private:
@@ -85,7 +106,7 @@ class X264Encoder final : public VideoEncoder {
   std::unique_ptr<x264_t, EncoderCloser> _encoder;
   x264_param_t _parameters{};
   std::optional<BitRateControl> _bitRate;
-  int _firstSpeed = 0;
+  PixelsInAll _pixelsInAll;
   int _speed = 0;
   ParameterSets _parameterSets;
   std::int64_t _lastTick = -1;
@@ -152,7 +173,8 @@ Status X264Encoder::open(const VideoEncoderSettings& settings) {
   const int macroblocks = ((settings.width + kMacroblock - 1) / kMacroblock) *
                           ((settings.height + kMacroblock - 1) / kMacroblock);
   _bitRate.emplace(settings.averageBitRate, macroblocks);
-  _firstSpeed = _speed = firstSpeed(settings.width, settings.height);
+  _pixelsInAll.add(std::int64_t{settings.width} * settings.height);
+  _speed = firstSpeed();
   _parameters = parameters(settings);
   _encoder.reset(x264_encoder_open(&_parameters));
   if (!_encoder) {
@@ -169,7 +191,7 @@ EncoderSpeeds X264Encoder::speeds() const {
   for (const Speed& speed : kSpeeds) {
     speeds.relativeCosts.push_back(speed.relativeCost);
   }
-  speeds.firstLevel = _firstSpeed;
+  speeds.firstLevel = firstSpeed();
   return speeds;
 }
 

@@ -131,6 +131,17 @@ TEST(SpeedPolicy, AHostThatWaitsForRoomCostsNoQuality) {
   EXPECT_EQ(live.level(), kFirst);
 }
 
+TEST(SpeedPolicy, AHostThatWaitsFollowsTheFirstLevel) {
+  Live live;
+  live.hostWaits = true;
+  live.policy.setFirstLevel(1);
+  live.code(1);
+  EXPECT_EQ(live.level(), 1);
+  live.policy.setFirstLevel(9);
+  live.code(1);
+  EXPECT_EQ(live.level(), 3);
+}
+
 TEST(SpeedPolicy, PicturesWithoutADurationDoNoHarm) {
   Live live;
   live.unitSeconds = 0.001;

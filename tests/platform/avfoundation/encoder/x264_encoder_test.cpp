@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <thread>
+#include <vector>
 
 #include "coded_stream.h"
 
@@ -128,6 +130,24 @@ TEST(X264Encoder, FirstSpeedIsFasterForLargerPictures) {
   };
   EXPECT_GT(firstLevel(640, 360), 0);
   EXPECT_GE(firstLevel(640, 360), firstLevel(3840, 2160));
+}
+
+TEST(X264Encoder, EncodersThatShareTheCoresStartFaster) {
+  const VideoEncoderSettings settings = test::encoderSettings(1280, 720);
+  std::vector<std::unique_ptr<VideoEncoder>> encoders;
+  const auto open = [&] {
+    encoders.push_back(makeX264Encoder());
+    EXPECT_TRUE(encoders.back()->open(settings).ok());
+    return encoders.front()->firstSpeed();
+  };
+  const int alone = open();
+  int crowded = alone;
+  for (unsigned i = 0; i < 2 + std::thread::hardware_concurrency(); ++i) {
+    crowded = open();
+  }
+  EXPECT_LT(crowded, alone) << "of the encoder that was open first";
+  encoders.resize(1);
+  EXPECT_EQ(encoders.front()->firstSpeed(), alone);
 }
 
 TEST(X264Encoder, TheAverageHoldsAtAnyFrameRate) {
