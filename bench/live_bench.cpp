@@ -55,8 +55,8 @@ Common reportCommon(const std::string& subject, const std::string& who, const Ru
         {"live", subject, who + ", SSIM", meanSsim(run.settings.path, source, kSsimStep), "", {}});
   }
   const double peak = static_cast<double>(result.peakBytes) / kMegabyte;
-  const double frames = static_cast<double>(result.peakFrames * source.frameBytes()) / kMegabyte;
-  const Common common{file.nonMediaShare() * 100, peak - frames};
+  const Common common{file.nonMediaShare() * 100,
+                      static_cast<double>(result.peakAboveFramesBytes) / kMegabyte};
   report({"non-media bytes", subject, who, common.nonMediaPercent, "%",
           who == "recorder" ? Goal::atMost(0.5) : Goal{}});
   report({"memory", subject, who + ", peak", peak, "MB", {}});

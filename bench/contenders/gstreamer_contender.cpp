@@ -4,6 +4,7 @@
 #include <gst/gst.h>
 #include <gst/video/video.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
@@ -48,15 +49,14 @@ class GStreamerContender final : public Contender {
   void waitForRoom(Pace pace) override;
   bool append(std::size_t i, std::uint32_t timeMs) override;
   void stop() override;
-  std::size_t framesHeld() const override {
-    return gst_app_src_get_current_level_buffers(GST_APP_SRC(_input.get())) + 1;
-  }
+  std::size_t framesHeld() const override { return _held; }
 
  private:
   void fill(GstBuffer* buffer, const std::uint8_t* bytes);
 
   const FrameSource* _source = nullptr;
   int _framesPerSecond = 0;
+  std::atomic<std::size_t> _held = 0;  // buffers alive
   Owned<GstElement> _pipeline;
   Owned<GstElement> _input;
 };
@@ -100,6 +100,11 @@ void GStreamerContender::fill(GstBuffer* buffer, const std::uint8_t* bytes) {
 bool GStreamerContender::append(std::size_t i, std::uint32_t timeMs) {
   const std::span<const std::uint8_t> bytes = _source->frame(i);
   GstBuffer* buffer = gst_buffer_new_allocate(nullptr, bytes.size(), nullptr);
+  ++_held;
+  gst_mini_object_weak_ref(
+      GST_MINI_OBJECT(buffer),
+      [](gpointer held, GstMiniObject*) { --*static_cast<std::atomic<std::size_t>*>(held); },
+      &_held);
   fill(buffer, bytes.data());
   GST_BUFFER_PTS(buffer) = timeMs * GST_MSECOND;
   GST_BUFFER_DURATION(buffer) = GST_SECOND / static_cast<guint64>(_framesPerSecond);

@@ -12,8 +12,8 @@ namespace bench {
 struct RunOptions {
   std::size_t frames = 0;
   Pace pace = Pace::asFastAsTaken;
-  /// Before each push the frame is also copied row by row, by the same thread: what a copy costs on
-  /// this machine at this moment.
+  /// Before or after each push, by turns, the frame is also copied row by row, by the same thread:
+  /// what a copy costs on this machine at this moment.
   bool withPlainCopy = false;
   RecordingSettings settings;
 };
@@ -31,6 +31,8 @@ struct RunResult {
   std::uint64_t peakBytes = 0;
   std::uint64_t settledBytes = 0;  // after the last frame, before `stop`
   std::uint64_t peakFrames = 0;    // that were held, not yet coded, at one time
+  // The most at one time beyond the frames that were held then; by the clock only.
+  std::uint64_t peakAboveFramesBytes = 0;
 };
 
 /// Thread: any; several at once record side by side.
