@@ -1,5 +1,6 @@
 #include "bench/harness/options.h"
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -24,6 +25,8 @@ Options parse(int argc, char** argv) {
       options.smoke = true;
     } else if (argument == "--short") {
       options.isShort = true;
+    } else if (argument == "--small-pages") {
+      options.smallPages = true;
     } else if (argument == "--clips") {
       options.clips = value();
     } else if (argument == "--folder") {
@@ -46,6 +49,9 @@ int runProgram(int argc, char** argv, void (*program)(const Options&)) {
   int result = EXIT_SUCCESS;
   try {
     Options options = parse(argc, argv);
+    if (options.smallPages) {
+      ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);  // for programs that are started as well
+    }
     if (options.folder.empty()) {
       const std::filesystem::path temporary = std::filesystem::temp_directory_path();
       options.folder = made = temporary / ("vx-bench-" + std::to_string(::getpid()));

@@ -15,6 +15,7 @@ struct Size {
 struct Options {
   bool smoke = false;       // --smoke: a few frames, to see that it runs
   bool isShort = false;     // --short: fewer frames and rounds
+  bool smallPages = false;  // --small-pages: how much memory large ones take is a matter of luck
   std::string clips;        // --clips DIR: where the desktop's frames are; none skips them
   std::string folder;       // --folder DIR: for recordings; a temporary one without it
   std::string only;         // --only TEXT: the cases whose name contains it
