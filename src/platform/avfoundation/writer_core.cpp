@@ -348,10 +348,10 @@ Status WriterCore::write(CodedItem& item) {
   if (const auto* track = std::get_if<mp4::VideoTrackDescription>(&item)) {
     return begin(*track);
   }
-  if (const auto* audio = std::get_if<CodedAudio>(&item)) {
+  if (auto* audio = std::get_if<CodedAudio>(&item)) {
     if (!_begun) {
       // The encoder is still being opened; the file's head needs its parameter sets.
-      _audioBeforeHead.push_back(*audio);
+      _audioBeforeHead.push_back(std::move(*audio));
       return Status::success();
     }
     return writeAudio(*audio);
