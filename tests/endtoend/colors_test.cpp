@@ -82,10 +82,14 @@ TEST_P(Colors, AreRightInGStreamer) {
   expectPatches(decodeWithGStreamer(path, kWidth, kHeight).back());
 }
 
-TEST_P(Colors, AreTaggedAsBt601InVideoRange) {
+TEST_P(Colors, AreTaggedAsSrgbByBt601InVideoRange) {
   const Track track = readFile(path).video();
+  constexpr int kBt709 = 1;
+  constexpr int kSrgb = 13;
   constexpr int kSmpte170m = 6;
   constexpr int kVideoRange = 1;
+  EXPECT_EQ(track.colorPrimaries, kBt709);
+  EXPECT_EQ(track.colorTransfer, kSrgb);
   EXPECT_EQ(track.colorMatrix, kSmpte170m);
   EXPECT_EQ(track.colorRange, kVideoRange);
 }

@@ -105,6 +105,11 @@ class CodedStream {
     _file.flush();
     return decodeStrictly(_folder / "stream.h264", nullptr);
   }
+  /// What FFmpeg makes of the parameter sets.
+  Track track() {
+    _file.flush();
+    return readFile(_folder / "stream.h264").video();
+  }
 
  private:
   void split(std::span<const std::uint8_t> bytes) {

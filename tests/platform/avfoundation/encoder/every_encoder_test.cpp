@@ -82,6 +82,19 @@ TEST_P(EveryEncoder, ParameterSetsStandAloneAndClaimNoFixedFrameRate) {
   }
 }
 
+TEST_P(EveryEncoder, ParameterSetsTellTheColours) {
+  const VideoEncoderSettings settings = encoderSettings(320, 240);
+  CodedStream stream(make(), settings);
+  ASSERT_TRUE(stream.opened().ok());
+  ASSERT_TRUE(stream.code());
+  const test::Track track = stream.track();
+  EXPECT_EQ(track.colorPrimaries, settings.colour.primaries);
+  EXPECT_EQ(track.colorTransfer, settings.colour.transfer);
+  EXPECT_EQ(track.colorMatrix, settings.colour.matrix);
+  constexpr int kVideoRange = 1;
+  EXPECT_EQ(track.colorRange, kVideoRange);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, EveryEncoder, testing::ValuesIn(softwareNames()),
                          [](const auto& encoder) { return encoder.param; });
 
