@@ -141,6 +141,37 @@ TEST_F(PixelBufferPool, UseOfAnyPoolDropsTheIdleBuffersOfAll) {
   EXPECT_EQ(idleBuffers(), 0u);
 }
 
+TEST_F(PixelBufferPool, DrawingAloneDropsIdleBuffersToo) {
+  const Pool finished = poolOf(8, 8);
+  const Pool other = poolOf(4, 4);
+  drawn(finished);
+  advance(1001ms);
+  const PixelBuffer held = drawn(other);
+  EXPECT_EQ(idleBuffers(), 0u);
+}
+
+TEST_F(PixelBufferPool, KeepsWhatLayIdleForLessThanASecond) {
+  const Pool first = poolOf(8, 8);
+  const Pool second = poolOf(4, 4);
+  const Pool other = poolOf(2, 2);
+  drawn(first);
+  advance(600ms);
+  drawn(second);
+  advance(401ms);
+  const PixelBuffer held = drawn(other);
+  EXPECT_EQ(idleBuffers(), 1u);
+}
+
+TEST_F(PixelBufferPool, HandsOutFirstWhatWasReturnedLast) {
+  const Pool pool = poolOf(8, 8);
+  PixelBuffer first = drawn(pool);
+  PixelBuffer second = drawn(pool);
+  const CVPixelBufferRef warm = first.get();
+  second.reset();
+  first.reset();
+  EXPECT_EQ(drawn(pool).get(), warm);
+}
+
 TEST_F(PixelBufferPool, UseOfAStandAloneBufferDropsIdleBuffersToo) {
   const Pool pool = poolOf(8, 8);
   drawn(pool);
