@@ -162,6 +162,16 @@ TEST(IntValue, OfTextsFollowsThePlatformsRules) {
   }
 }
 
+TEST(IntValue, SkipsEveryWhiteSpaceThatUnicodeKnows) {
+  for (const char* space :
+       {" ",      "\t",     "\n",     "\v",     "\f",     "\r",     "\u0085", "\u00a0", "\u1680",
+        "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
+        "\u2009", "\u200a", "\u2028", "\u2029", "\u202f", "\u205f", "\u3000"}) {
+    EXPECT_EQ(intValueForKey({{"key", std::string(space) + space + "7"}}, "key"), 7) << space;
+  }
+  EXPECT_EQ(intValueForKey({{"key", "\u200b7"}}, "key"), 0) << "has no width and is no space";
+}
+
 TEST(BoolValue, OfTextsFollowsThePlatformsRules) {
   for (const char* text : {"Y", "y", "T", "t", "1", "9", "Yellow", "  yes", "\n\tTrue", "-1", "+1",
                            "001", "-00y", "0t", "1no"}) {

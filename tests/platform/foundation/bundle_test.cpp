@@ -106,6 +106,17 @@ TEST_F(NSBundleTest, TakesBothNamesFromTheDesktopEntry) {
   EXPECT_EQ(value("CFBundleDisplayName"), "Betrachter");
 }
 
+TEST_F(NSBundleTest, FollowsTheLocaleThatOverridesTheOthers) {
+  writeEntry("own/applications/viewer.desktop", "Name=V\nName[de]=D\nName[fr]=F\nName[it]=I\n");
+  EXPECT_EQ(value("CFBundleDisplayName"), "D");
+  {
+    const ScopedEnvironment none{"LC_MESSAGES", nullptr};
+    EXPECT_EQ(value("CFBundleDisplayName"), "F");
+  }
+  const ScopedEnvironment italian{"LC_ALL", "it_IT.UTF-8"};
+  EXPECT_EQ(value("CFBundleDisplayName"), "I");
+}
+
 TEST_F(NSBundleTest, TakesThePlainNameTwiceWithoutATranslation) {
   writeEntry("own/applications/viewer.desktop", "Name=Viewer\nName[fr]=Visionneuse\n");
   EXPECT_EQ(value("CFBundleDisplayName"), "Viewer");

@@ -135,6 +135,9 @@ TEST(Folder, DoesNotMeasureBehindALinkInThePath) {
   fs::create_symlink("nowhere", folder / "a/sub/link");
   const std::optional<Folder> open = Folder::open(folder / "a");
   EXPECT_FALSE(open->statusOfItem("link/file"));
+  folder.makeFile("a/sub/file", 5);
+  fs::create_directory_symlink("sub", folder / "a/near");
+  EXPECT_FALSE(open->statusOfItem("near/file")) << "not even within the folder";
   ASSERT_TRUE(open->statusOfItem("sub/link"));
   EXPECT_EQ(open->statusOfItem("sub/link")->kind, ItemKind::symbolicLink);
 }
@@ -206,11 +209,21 @@ TEST(IdentitiesUpwards, AreTheFoldersAroundWhateverTheSpelling) {
   EXPECT_EQ(identities[1], status.identity);
   ASSERT_TRUE(readItemStatus("/", status).ok());
   EXPECT_EQ(identities.back(), status.identity);
+  EXPECT_EQ(std::count(identities.begin(), identities.end(), status.identity), 1);
   EXPECT_EQ(identitiesUpwards(folder / "link"), identities);
   EXPECT_EQ(identitiesUpwards(folder / "link/../b/"), identities);
   EXPECT_EQ(identitiesUpwards(folder / "file"), std::vector<ItemIdentity>{});
   EXPECT_EQ(identitiesUpwards(folder / "none"), std::vector<ItemIdentity>{});
   EXPECT_EQ(identitiesUpwards(""), std::vector<ItemIdentity>{});
+}
+
+TEST(FolderChain, DoesNotStepThroughALink) {
+  const TemporaryFolder folder;
+  folder.makeFolder("real");
+  fs::create_directory_symlink("real", folder / "link");
+  FolderChain chain(FileDescriptor(::open(folder.path().c_str(), O_PATH | O_CLOEXEC)));
+  EXPECT_NE(chain.descend("link"), 0);
+  EXPECT_EQ(chain.descend("real"), 0);
 }
 
 TEST(FolderChain, DoesNotClimbOutOfAFolderThatWasMoved) {

@@ -97,6 +97,8 @@ TEST(NSNumber, WritesShortDecimalText) {
       {0.0001, "0.0001"},
       {0.00001, "1e-05"},
       {1e15, "1000000000000000"},
+      {1e16, "10000000000000000"},
+      {1e17, "1e+17"},
       {1e20, "1e+20"},
       {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
       {std::numeric_limits<double>::denorm_min(), "5e-324"},

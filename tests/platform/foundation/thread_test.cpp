@@ -1,6 +1,7 @@
 #include "VXVideoRecorder/platform/foundation/NSThread.h"
 #include "platform/foundation/thread_name.h"
 
+#include <execinfo.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -126,6 +127,12 @@ TEST(ThreadName, IsCutAnywhereWhenItIsNotText) {
 
 [[gnu::noinline]] std::vector<std::string> symbolsFromHere() {
   return NSThread::callStackSymbols();
+}
+
+TEST(CallStack, BeginsWithTheCaller) {
+  std::array<void*, 128> frames{};
+  const int count = ::backtrace(frames.data(), static_cast<int>(frames.size()));
+  EXPECT_EQ(NSThread::callStackSymbols().size(), static_cast<std::size_t>(count));
 }
 
 TEST(CallStack, HasOneTextAFrame) {
