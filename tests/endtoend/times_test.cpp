@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "VXVideoRecorder/platform/AVVideoEncoder.h"
 #include "support/frame_source.h"
 #include "support/media_reader.h"
 #include "support/temporary_folder.h"
@@ -102,6 +103,32 @@ TEST(Times, FramesOfEqualTimeAreAllInTheFile) {
   Session session;
   const MediaFile file = session.at({10, 10, 10, 50}).file();
   EXPECT_THAT(file.videoTimesMs(), ElementsAre(0, 0, 0, 40));
+}
+
+class TimesOfEveryEncoder : public testing::TestWithParam<std::string> {
+ protected:
+  ~TimesOfEveryEncoder() override { vx::AVVideoEncoder::setPreferredEncoderName(_before); }
+  const std::string _before = vx::AVVideoEncoder::preferredEncoderName();
+};
+
+std::vector<std::string> softwareEncoders() {
+  std::vector<std::string> names;
+  for (const vx::AVVideoEncoderDescription& encoder : vx::AVVideoEncoder::availableEncoders()) {
+    if (!encoder.isHardware) {
+      names.push_back(encoder.name);
+    }
+  }
+  return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, TimesOfEveryEncoder, testing::ValuesIn(softwareEncoders()),
+                         [](const auto& encoder) { return encoder.param; });
+
+TEST_P(TimesOfEveryEncoder, AreReadToTheMillisecond) {
+  ASSERT_TRUE(vx::AVVideoEncoder::setPreferredEncoderName(GetParam()));
+  Session session;
+  const MediaFile file = session.at({10, 10, 10, 50, 51, 9051}).file();
+  EXPECT_THAT(file.videoTimesMs(), ElementsAre(0, 0, 0, 40, 41, 9041));
 }
 
 TEST(Times, FrameAfterManyHoursKeepsItsMillisecond) {

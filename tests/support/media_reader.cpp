@@ -178,6 +178,7 @@ class StrictDecoder {
         return;
       }
       ++decoding.frames;
+      decoding.namedFrameRate = av_q2d(_context->framerate);
       decoding.errors += _frame->decode_error_flags != 0 ? 1 : 0;
       take(*_frame);
     }

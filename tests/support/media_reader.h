@@ -93,6 +93,7 @@ struct Decoding {
   std::int64_t frames = 0;
   std::int64_t errors = 0;
   std::vector<std::string> messages;
+  double namedFrameRate = 0;  ///< what the parameter sets call the usual one; 0: none
 };
 
 /// Decodes the first video track; any damage is an error. `take` sees each picture in order and may

@@ -27,6 +27,7 @@ class AutomaticEncoder final : public VideoEncoder {
 
  private:
   bool openHardware(const VideoEncoderSettings& settings);
+  Status openSoftware(const VideoEncoderSettings& settings);
 
   std::vector<EncoderOffer> _offers;
   std::unique_ptr<VideoEncoder> _chosen;
@@ -36,14 +37,29 @@ Status AutomaticEncoder::open(const VideoEncoderSettings& settings) {
   if (openHardware(settings)) {
     return Status::success();
   }
+  return openSoftware(settings);
+}
+
+// The first that opens; when none does, why the first of them did not.
+Status AutomaticEncoder::openSoftware(const VideoEncoderSettings& settings) {
+  Status result =
+      NSError(AVFoundationErrorDomain, AVErrorEncoderNotFound,
+              "No hardware encoder works here, and this build has no software encoder.");
+  bool hasTried = false;
   for (const EncoderOffer& offer : _offers) {
-    if (!offer.description.isHardware) {
-      _chosen = offer.make();
-      return _chosen->open(settings);
+    if (offer.description.isHardware) {
+      continue;
+    }
+    _chosen = offer.make();
+    const Status opened = _chosen->open(settings);
+    if (opened) {
+      return opened;
+    }
+    if (!std::exchange(hasTried, true)) {
+      result = opened;
     }
   }
-  return NSError(AVFoundationErrorDomain, AVErrorEncoderNotFound,
-                 "No hardware encoder works here, and this build has no software encoder.");
+  return result;
 }
 
 bool AutomaticEncoder::openHardware(const VideoEncoderSettings& settings) {

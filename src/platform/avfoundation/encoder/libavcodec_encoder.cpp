@@ -140,7 +140,8 @@ Status LibavcodecEncoder::open(const VideoEncoderSettings& settings) {
   if (_parameterSets.sps.empty() || _parameterSets.pps.empty()) {
     return failure(AVErrorEncoderNotFound, _name, "gives no parameter sets in advance");
   }
-  _parameterSets.sps = withoutFixedFrameRate(_parameterSets.sps);
+  _parameterSets.sps = withUsualFrameRate(
+      _parameterSets.sps, static_cast<std::uint32_t>(settings.expectedSourceFrameRate));
   return Status::success();
 }
 

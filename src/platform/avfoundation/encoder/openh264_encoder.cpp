@@ -51,7 +51,7 @@ class OpenH264Encoder final : public VideoEncoder {
  private:
   SEncParamExt parameters(const VideoEncoderSettings& settings) const;
   static void describeLayer(const VideoEncoderSettings& settings, SSpatialLayerConfig& layer);
-  Status readParameterSets();
+  Status readParameterSets(const VideoEncoderSettings& settings);
 
   std::unique_ptr<ISVCEncoder, EncoderDestroyer> _encoder;
   AnnexBReader _reader;
@@ -118,17 +118,18 @@ Status OpenH264Encoder::open(const VideoEncoderSettings& settings) {
                    "The H.264 encoder could not be opened: openh264 takes pictures from 16x16 to "
                    "3840x2160.");
   }
-  return readParameterSets();
+  return readParameterSets(settings);
 }
 
-Status OpenH264Encoder::readParameterSets() {
+Status OpenH264Encoder::readParameterSets(const VideoEncoderSettings& settings) {
   SFrameBSInfo info{};
   if (_encoder->EncodeParameterSets(&info) != cmResultSuccess) {
     return failure(AVErrorEncodeFailed, "The H.264 encoder gave no parameter sets.");
   }
   _reader.read(bytesOf(info));
   _parameterSets = _reader.parameterSets();
-  _parameterSets.sps = withoutFixedFrameRate(_parameterSets.sps);
+  _parameterSets.sps = withUsualFrameRate(
+      _parameterSets.sps, static_cast<std::uint32_t>(settings.expectedSourceFrameRate));
   return Status::success();
 }
 

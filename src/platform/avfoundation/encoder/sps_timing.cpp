@@ -1,5 +1,6 @@
 #include "platform/avfoundation/encoder/sps_timing.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 
@@ -81,9 +82,9 @@ bool hasChromaFormat(std::uint32_t profile) {
   return profile == 100 || profile == 110 || profile == 122 || profile == 244 || profile == 44;
 }
 
-// Up to and with the flag that says whether there is a VUI. False for what no encoder here makes:
-// scaling matrices, or picture order counts with a table of their own. ITU-T H.264, 7.3.2.1.1
-bool skipToVui(Walker& walker) {
+// Up to the flag that says whether there is a VUI. False for what no encoder here makes: scaling
+// matrices, or picture order counts with a table of their own. ITU-T H.264, 7.3.2.1.1
+bool skipToVuiFlag(Walker& walker) {
   const std::uint32_t profile = walker.u(8);
   walker.u(16);  // constraints, level
   walker.ue();   // seq_parameter_set_id
@@ -107,11 +108,11 @@ bool skipToVui(Walker& walker) {
   if (walker.flag()) {                // frame_cropping_flag
     for (int side = 0; side < 4; ++side) walker.ue();
   }
-  return walker.flag();  // vui_parameters_present_flag
+  return true;
 }
 
-// Annex E.1.1, up to the flag in question.
-void skipToTiming(Walker& walker) {
+// Annex E.1.1, up to timing_info_present_flag.
+void skipToTimingFlag(Walker& walker) {
   constexpr std::uint32_t kExtendedAspect = 255;
   if (walker.flag() && walker.u(8) == kExtendedAspect) walker.u(32);
   if (walker.flag()) walker.flag();  // overscan
@@ -125,28 +126,87 @@ void skipToTiming(Walker& walker) {
   }
 }
 
-// Where fixed_frame_rate_flag stands, if it is set.
-std::optional<std::size_t> positionOfFixedRate(const Bits& bits) {
+/// Where the flags in question stand.
+struct TimingPlaces {
+  std::size_t vuiFlag = 0;
+  bool hasVui = false;
+  std::size_t timingFlag = 0;  // in the VUI
+  bool hasTiming = false;
+  std::size_t fixedRateFlag = 0;  // in the timing
+};
+
+std::optional<TimingPlaces> findTiming(const Bits& bits) {
   Walker walker(bits);
-  if (!skipToVui(walker)) return std::nullopt;
-  skipToTiming(walker);
-  if (!walker.flag()) return std::nullopt;  // timing_info_present_flag
-  walker.u(32);                             // num_units_in_tick
-  walker.u(32);                             // time_scale
-  const std::size_t position = walker.position();
-  const bool isFixed = walker.flag();
-  return isFixed && !walker.failed() ? std::optional(position) : std::nullopt;
+  if (!skipToVuiFlag(walker)) return std::nullopt;
+  TimingPlaces places;
+  places.vuiFlag = walker.position();
+  places.hasVui = walker.flag();
+  if (places.hasVui) {
+    skipToTimingFlag(walker);
+    places.timingFlag = walker.position();
+    places.hasTiming = walker.flag();
+  }
+  if (places.hasTiming) {
+    walker.u(32);  // num_units_in_tick
+    walker.u(32);  // time_scale
+    places.fixedRateFlag = walker.position();
+    walker.flag();
+  }
+  return walker.failed() ? std::nullopt : std::optional(places);
+}
+
+void append(Bits& bits, std::uint32_t value, int count) {
+  for (int bit = count - 1; bit >= 0; --bit) {
+    bits.push_back((value >> bit & 1) != 0);
+  }
+}
+
+// num_units_in_tick, time_scale, fixed_frame_rate_flag. A tick is a field, half a picture.
+Bits timingOf(std::uint32_t picturesPerSecond) {
+  Bits timing;
+  append(timing, 1, 32);
+  append(timing, picturesPerSecond * 2, 32);
+  timing.push_back(false);
+  return timing;
+}
+
+// A VUI with nothing but a timing. Annex E.1.1
+Bits vuiOf(std::uint32_t picturesPerSecond) {
+  Bits vui;
+  append(vui, 0, 4);  // aspect ratio, overscan, signal type, chroma location
+  vui.push_back(true);
+  const Bits timing = timingOf(picturesPerSecond);
+  vui.insert(vui.end(), timing.begin(), timing.end());
+  append(vui, 0, 4);  // two buffer models, picture structure, restrictions
+  return vui;
+}
+
+void insertBehind(Bits& bits, std::size_t flag, const Bits& what) {
+  bits[flag] = true;
+  bits.insert(bits.begin() + static_cast<std::ptrdiff_t>(flag) + 1, what.begin(), what.end());
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> withoutFixedFrameRate(std::span<const std::uint8_t> sps) {
+std::vector<std::uint8_t> withUsualFrameRate(std::span<const std::uint8_t> sps,
+                                             std::uint32_t picturesPerSecond) {
   Bits bits = payloadBits(sps);
-  const std::optional<std::size_t> position = positionOfFixedRate(bits);
-  if (!position) {
+  const std::optional<TimingPlaces> places = findTiming(bits);
+  const bool isChanged =
+      places && (!places->hasVui || !places->hasTiming || bits[places->fixedRateFlag]);
+  if (!isChanged) {
     return {sps.begin(), sps.end()};
   }
-  bits[*position] = false;
+  // Behind the stop bit stand zeros up to a whole byte; they are made anew.
+  bits.resize(
+      static_cast<std::size_t>(std::find(bits.rbegin(), bits.rend(), true).base() - bits.begin()));
+  if (!places->hasVui) {
+    insertBehind(bits, places->vuiFlag, vuiOf(picturesPerSecond));
+  } else if (!places->hasTiming) {
+    insertBehind(bits, places->timingFlag, timingOf(picturesPerSecond));
+  } else {
+    bits[places->fixedRateFlag] = false;
+  }
   return unitFromBits(sps[0], bits);
 }
 

@@ -7,10 +7,12 @@
 
 namespace vx {
 
-/// The sequence parameter set (from its NAL header on) without the claim of a fixed frame rate:
-/// encoders make it, but the pictures of a display come when it changes, and only the file knows
-/// their times. The usual rate stays: without it FFmpeg misreads pictures that last 0 ms. Returned
-/// as it is when it claims nothing, or cannot be read.
-std::vector<std::uint8_t> withoutFixedFrameRate(std::span<const std::uint8_t> sps);
+/// The sequence parameter set (from its NAL header on) with a usual frame rate and without the
+/// claim that it is a fixed one. Encoders make that claim, but the pictures of a display come when
+/// it changes, and only the file knows their times. Some name no rate at all, and then FFmpeg
+/// misreads pictures that last 0 ms: they are given `picturesPerSecond`. Returned as it is when
+/// there is nothing to change, or when it cannot be read.
+std::vector<std::uint8_t> withUsualFrameRate(std::span<const std::uint8_t> sps,
+                                             std::uint32_t picturesPerSecond);
 
 }  // namespace vx

@@ -98,7 +98,7 @@ class X264Encoder final : public VideoEncoder {
 
  private:
   x264_param_t parameters(const VideoEncoderSettings& settings);
-  Status readParameterSets();
+  Status readParameterSets(const VideoEncoderSettings& settings);
   void adjust();
   NSError failure(std::int64_t code, const std::string& what) const;
   static void rememberMessage(void* self, int level, const char* format, va_list arguments);
@@ -183,7 +183,7 @@ Status X264Encoder::open(const VideoEncoderSettings& settings) {
                    "may help");
   }
   x264_encoder_parameters(_encoder.get(), &_parameters);  // as the encoder completed them
-  return readParameterSets();
+  return readParameterSets(settings);
 }
 
 EncoderSpeeds X264Encoder::speeds() const {
@@ -205,7 +205,7 @@ void X264Encoder::adjust() {
   x264_encoder_reconfig(_encoder.get(), &_parameters);
 }
 
-Status X264Encoder::readParameterSets() {
+Status X264Encoder::readParameterSets(const VideoEncoderSettings& settings) {
   x264_nal_t* units = nullptr;
   int count = 0;
   if (x264_encoder_headers(_encoder.get(), &units, &count) < 0) {
@@ -220,7 +220,8 @@ Status X264Encoder::readParameterSets() {
       set->assign(unit.p_payload + kLengthPrefix, unit.p_payload + unit.i_payload);
     }
   }
-  _parameterSets.sps = withoutFixedFrameRate(_parameterSets.sps);
+  _parameterSets.sps = withUsualFrameRate(
+      _parameterSets.sps, static_cast<std::uint32_t>(settings.expectedSourceFrameRate));
   return Status::success();
 }
 

@@ -15,7 +15,8 @@ struct Fate {
 
 class ScriptedEncoder final : public VideoEncoder {
  public:
-  ScriptedEncoder(Fate& fate, bool opens, bool codes) : _fate(fate), _opens(opens), _codes(codes) {
+  ScriptedEncoder(const char* name, Fate& fate, bool opens, bool codes)
+      : _name(name), _fate(fate), _opens(opens), _codes(codes) {
     _sets.sps = {0x67};
   }
   Status open(const VideoEncoderSettings&) override {
@@ -30,8 +31,9 @@ class ScriptedEncoder final : public VideoEncoder {
   }
 
  private:
-  static Status failure() { return NSError("test", 1, "no device"); }
+  Status failure() const { return NSError("test", 1, std::string("no device for ") + _name); }
 
+  const char* _name;
   Fate& _fate;
   bool _opens;
   bool _codes;
@@ -41,8 +43,9 @@ class ScriptedEncoder final : public VideoEncoder {
 
 EncoderOffer offer(const char* name, bool isHardware, Fate& fate, bool opens = true,
                    bool codes = true) {
-  return {{name, "", isHardware, ""},
-          [&fate, opens, codes] { return std::make_unique<ScriptedEncoder>(fate, opens, codes); }};
+  return {{name, "", isHardware, ""}, [&fate, name, opens, codes] {
+            return std::make_unique<ScriptedEncoder>(name, fate, opens, codes);
+          }};
 }
 
 Status openAutomatic(std::vector<EncoderOffer> offers) {
@@ -76,6 +79,21 @@ TEST(AutomaticEncoder, HardwareThatOpensButDoesNotCodeGivesWayToSoftware) {
   EXPECT_EQ(broken.coded, 1);
   EXPECT_EQ(software.opened, 1);
   EXPECT_EQ(software.coded, 0) << "software needs no proof";
+}
+
+TEST(AutomaticEncoder, SoftwareThatDoesNotOpenGivesWayToTheNext) {
+  Fate first, second;
+  ASSERT_TRUE(openAutomatic({offer("f", false, first, false), offer("s", false, second)}).ok());
+  EXPECT_EQ(first.opened, 1);
+  EXPECT_EQ(second.opened, 1);
+}
+
+TEST(AutomaticEncoder, WithoutAnySoftwareThatOpensTheFirstOnesReasonIsTold) {
+  Fate first, second;
+  const Status status =
+      openAutomatic({offer("f", false, first, false), offer("s", false, second, false)});
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().localizedDescription(), "no device for f");
 }
 
 TEST(AutomaticEncoder, WithoutAnyEncoderTheErrorSaysSo) {
