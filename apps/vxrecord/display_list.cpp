@@ -6,16 +6,11 @@
 #include <charconv>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <string_view>
 
 namespace vxrecord {
 namespace {
-
-struct Disconnect {
-  void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
-};
 
 std::string textOfError(int error) {
   switch (error) {
@@ -28,21 +23,33 @@ std::string textOfError(int error) {
   }
 }
 
-void askForSize(DisplayState& display) {
-  int screenNumber = 0;
-  const std::unique_ptr<xcb_connection_t, Disconnect> connection(
-      xcb_connect(display.name.c_str(), &screenNumber));
-  if (const int error = xcb_connection_has_error(connection.get())) {
+void takeAnswer(const X11Answer& answer, DisplayState& display) {
+  if (!answer.connection) {
+    display.trouble = "its server does not answer";
+    return;
+  }
+  if (const int error = xcb_connection_has_error(answer.connection.get())) {
     display.trouble = textOfError(error);
     return;
   }
-  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
-  for (; screens.rem > 1 && screenNumber > 0; --screenNumber) {
+  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(answer.connection.get()));
+  for (int number = answer.screenNumber; screens.rem > 1 && number > 0; --number) {
     xcb_screen_next(&screens);
   }
   if (screens.rem > 0) {
     display.width = screens.data->width_in_pixels;
     display.height = screens.data->height_in_pixels;
+  }
+}
+
+void askForSizes(std::vector<DisplayState>& displays, std::chrono::milliseconds patience) {
+  std::vector<X11Attempt> attempts;
+  for (const DisplayState& display : displays) {
+    attempts.emplace_back(display.name);
+  }
+  const auto end = std::chrono::steady_clock::now() + patience;
+  for (std::size_t i = 0; i < displays.size(); ++i) {
+    takeAnswer(attempts[i].answerBy(end), displays[i]);
   }
 }
 
@@ -74,7 +81,8 @@ std::string withoutScreen(std::string_view name) {
 
 }  // namespace
 
-std::vector<DisplayState> findDisplays(const std::string& socketFolder) {
+std::vector<DisplayState> findDisplays(const std::string& socketFolder,
+                                       std::chrono::milliseconds patience) {
   std::vector<DisplayState> displays;
   for (const int number : displayNumbers(socketFolder)) {
     displays.emplace_back().name = ":" + std::to_string(number);
@@ -89,7 +97,7 @@ std::vector<DisplayState> findDisplays(const std::string& socketFolder) {
     }
     found->isOurs = true;
   }
-  std::for_each(displays.begin(), displays.end(), askForSize);
+  askForSizes(displays, patience);
   return displays;
 }
 

@@ -1,8 +1,11 @@
 // The X displays of this machine.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
+
+#include "x11_attempt.h"
 
 namespace vxrecord {
 
@@ -14,9 +17,10 @@ struct DisplayState {
   bool isOurs = false;  ///< the one that DISPLAY names
 };
 
-/// The displays that listen in `socketFolder`, by number, and the one that DISPLAY names. Asks each
-/// for its size.
-std::vector<DisplayState> findDisplays(const std::string& socketFolder = "/tmp/.X11-unix");
+/// The displays that listen in `socketFolder`, by number, and the one that DISPLAY names. Asks them
+/// all at once for their sizes; one that has not answered within `patience` is in trouble.
+std::vector<DisplayState> findDisplays(const std::string& socketFolder = "/tmp/.X11-unix",
+                                       std::chrono::milliseconds patience = kX11Patience);
 
 /// A line each, which begins with what vxrecord takes as INPUT.
 std::string asLines(const std::vector<DisplayState>& displays);

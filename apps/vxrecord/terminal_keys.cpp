@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "interruption.h"
+#include "signals_blocked.h"
 #include "terminal_mode.h"
 
 namespace vxrecord {
@@ -49,23 +50,6 @@ void listenForContinuation() {
   // A read in the moment in which the terminal is given to another fails instead of stopping us.
   std::signal(SIGTTIN, SIG_IGN);
 }
-
-/// While it lives, threads begin with all signals blocked: those are for the main thread, whose
-/// blocking reads they have to end.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &_before);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t _before = {};
-};
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include "x11_connection.h"
 
 #include <bit>
+#include <utility>
 
 #include "input.h"
 
@@ -67,14 +68,17 @@ PixelLayout layoutOf(const xcb_setup_t& setup, const xcb_screen_t& screen,
 
 }  // namespace
 
-X11Connection::X11Connection(const std::string& display) {
-  int number = 0;
-  _connection.reset(xcb_connect(display.c_str(), &number));
+X11Connection::X11Connection(const std::string& display, std::chrono::milliseconds patience) {
+  X11Answer answer = X11Attempt(display).answerBy(std::chrono::steady_clock::now() + patience);
+  if (!answer.connection) {
+    throw InputError("cannot open the display " + display + ": its server does not answer");
+  }
+  _connection = std::move(answer.connection);
   if (const int error = xcb_connection_has_error(get())) {
     throw InputError("cannot open the display " + display + ": " + reasonOf(error));
   }
   const xcb_setup_t& setup = *xcb_get_setup(get());
-  const xcb_screen_t& screen = *screenOf(setup, number);
+  const xcb_screen_t& screen = *screenOf(setup, answer.screenNumber);
   _root = screen.root;
   _layout = layoutOf(setup, screen, display);
 }

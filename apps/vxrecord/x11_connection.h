@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "x11_attempt.h"
 #include "x11_pixels.h"
 #include "x11_region.h"
 
@@ -23,8 +24,10 @@ using XcbPointer = std::unique_ptr<T, XcbDeleter>;
 /// Thread: one at a time.
 class X11Connection {
  public:
-  /// Errors: throws InputError when there is no such display, or none whose pixels can be read.
-  explicit X11Connection(const std::string& display);
+  /// Errors: throws InputError when there is no such display, when its server does not answer, and
+  /// when its pixels cannot be read.
+  explicit X11Connection(const std::string& display,
+                         std::chrono::milliseconds patience = kX11Patience);
 
   xcb_connection_t* get() const { return _connection.get(); }
   xcb_window_t root() const { return _root; }
@@ -38,10 +41,7 @@ class X11Connection {
   std::optional<Rect> screen() const;
 
  private:
-  struct Disconnect {
-    void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
-  };
-  std::unique_ptr<xcb_connection_t, Disconnect> _connection;
+  X11Handle _connection;
   xcb_window_t _root = 0;
   PixelLayout _layout;
 };

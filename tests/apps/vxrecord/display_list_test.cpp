@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 
 #include "support/program.h"
@@ -51,6 +52,23 @@ TEST(DisplayList, DisplayWithoutAServerSaysSo) {
   EXPECT_EQ(displays[1].name, ":931");
   EXPECT_THAT(displays[0].trouble, HasSubstr("does not answer"));
   EXPECT_THAT(asLines(displays), HasSubstr("x11::930  it does not answer"));
+}
+
+TEST(DisplayList, ServerThatDoesNotAnswerIsGivenUp) {
+  const vx::test::VirtualDisplay stopped;
+  const vx::test::VirtualDisplay running("800x600");
+  kill(stopped.serverId(), SIGSTOP);
+  const TemporaryFolder folder;
+  for (const auto* display : {&stopped, &running}) {
+    folder.makeFile("X" + display->name().substr(1), 0, 0);
+  }
+  unsetenv("DISPLAY");
+  std::vector<DisplayState> displays;
+  ASSERT_TRUE(vx::test::waitUntil([&] {
+    displays = findDisplays(folder.path(), std::chrono::milliseconds(300));
+    return named(displays, running.name())->width == 800;
+  }));
+  EXPECT_THAT(named(displays, stopped.name())->trouble, HasSubstr("its server does not answer"));
 }
 
 TEST(DisplayList, NothingIsFoundWhereNothingIs) {

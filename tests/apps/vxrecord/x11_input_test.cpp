@@ -3,11 +3,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <functional>
 
 #include "support/program.h"
 #include "support/x11_stage.h"
+#include "x11_connection.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -297,6 +299,17 @@ TEST(DisplayInput, ScreenThatDoesNotExistIsTold) {
     FAIL() << "it was opened";
   } catch (const InputError& error) {
     EXPECT_THAT(error.what(), testing::HasSubstr("no screen of that number"));
+  }
+}
+
+TEST(DisplayInput, ServerThatDoesNotAnswerIsTold) {
+  const VirtualDisplay display;
+  kill(display.serverId(), SIGSTOP);
+  try {
+    X11Connection(display.name(), std::chrono::milliseconds(100));
+    FAIL() << "it was opened";
+  } catch (const InputError& error) {
+    EXPECT_THAT(error.what(), testing::HasSubstr("its server does not answer"));
   }
 }
 

@@ -1,0 +1,44 @@
+#include "x11_attempt.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "interruption.h"
+#include "signals_blocked.h"
+
+namespace vxrecord {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How often a wait looks whether the end was asked for.
+constexpr std::chrono::milliseconds kLook{50};
+
+X11Answer connectTo(const std::string& display) {
+  X11Answer answer;
+  answer.connection.reset(xcb_connect(display.c_str(), &answer.screenNumber));
+  return answer;
+}
+
+}  // namespace
+
+X11Attempt::X11Attempt(const std::string& display) {
+  std::promise<X11Answer> promise;
+  _answer = promise.get_future();
+  const SignalsBlocked blocked;
+  std::thread([promise = std::move(promise), display]() mutable {
+    promise.set_value(connectTo(display));
+  }).detach();
+}
+
+X11Answer X11Attempt::answerBy(Clock::time_point moment) {
+  while (_answer.wait_until(std::min(moment, Clock::now() + kLook)) != std::future_status::ready) {
+    if (isInterrupted() || Clock::now() >= moment) {
+      return {};
+    }
+  }
+  return _answer.get();
+}
+
+}  // namespace vxrecord
