@@ -23,7 +23,8 @@ std::string joined(const std::vector<std::string>& words) {
 
 /// The explanation up to its first stop: what fits beside an option in a list.
 std::string shortText(const OptionEntry& option) {
-  return option.text.substr(0, option.text.find_first_of(":;("));
+  const std::string text = option.text.substr(0, option.text.find_first_of(":;("));
+  return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 std::string allNames() {
@@ -170,6 +171,15 @@ _vxrecord_input() {
 _vxrecord_encoders() {
   compadd -- ${${(f)"$(_call_program encoders vxrecord --list-encoders 2>/dev/null)"}%% *}
 }
+if [[ ${words[2]} == verify && $CURRENT -gt 2 ]]; then
+  shift words
+  (( CURRENT-- ))
+  _arguments -S \
+    '--json[print one JSON object on standard output]' \
+    '--svg=[draw the timeline]:picture:_files' \
+    '1:recording:_files'
+  return
+fi
 _arguments -s -S \
 )sh" + lines +
          R"sh(  '1:input:_vxrecord_input'

@@ -63,22 +63,30 @@ bool asksForJson(const std::vector<std::string>& words) {
 std::string_view helpText() {
   return R"(usage: vxrepair [options] FILE...
 
-Completes recordings of VXVideoRecorder that were broken off by a crash, a kill or a power cut. Such
-a file can be played as it is; what it lacks is the index with which players jump in it and know
-its length. The repair adds that in the file itself: no picture or sound is moved or changed. It
-may be broken off at any moment and run again.
+Completes recordings of VXVideoRecorder that were broken off by a crash, a kill
+or a power cut. Such a file can be played as it is; what it lacks is the index
+with which players jump in it and know its length. The repair adds that in the
+file itself: no picture or sound is moved or changed. It may be broken off at
+any moment and run again.
 
-A recording that is complete already stays as it is. Refused, and left as they are: a recording that
-is being written right now, and a file that is no recording of VXVideoRecorder.
+A recording that is complete already stays as it is. Refused, and left as they
+are: a recording that is being written right now, and a file that is no
+recording of VXVideoRecorder.
 
-OPTIONS (-- ends the options)
-  --dry-run               say what would be recovered, and change nothing
-  --json                  print one JSON object for each file, a line each, on standard output
-  --quiet                 say nothing but errors
-  --version, --help
+OPTIONS
+Behind -- come file names only.
+  --dry-run                say what would be recovered, and change nothing
+  --json                   print one JSON object for each file, a line each, on
+                           standard output
+  --quiet                  say nothing but errors
+  --version                print the version
+  -h, --help               print this help
 
-Exit status: 0 every recording is complete (with --dry-run: is, or can be made so), 1 one could not
-be repaired, 2 wrong use.
+EXIT STATUS
+  0                        every recording is complete (with --dry-run: is, or
+                           can be made so)
+  1                        one could not be repaired
+  2                        wrong use
 )";
 }
 

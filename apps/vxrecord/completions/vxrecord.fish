@@ -1,9 +1,9 @@
 # Completion of vxrecord for fish.
-complete -c vxrecord -l storage-path -x -a '(__fish_complete_directories)' -d 'folder of the recording, made if missing '
+complete -c vxrecord -l storage-path -x -a '(__fish_complete_directories)' -d 'folder of the recording, made if missing'
 complete -c vxrecord -l filename -x -d 'name of the recording'
-complete -c vxrecord -l index -x -d 'the number in that default name '
+complete -c vxrecord -l index -x -d 'the number in that default name'
 complete -c vxrecord -l file-name-prefix -x -d 'how --folder-limit recognises recordings'
-complete -c vxrecord -l folder-limit -x -d 'afterwards delete the oldest recordings beyond this size '
+complete -c vxrecord -l folder-limit -x -d 'afterwards delete the oldest recordings beyond this size'
 complete -c vxrecord -l audio -d 'record the first sound of INPUT as well, as AAC'
 complete -c vxrecord -l rotate -d 'show the recording turned by 90 degrees'
 complete -c vxrecord -l encoder -x -a '(vxrecord --list-encoders 2>/dev/null | string replace -r " .*" "")' -d 'what codes the pictures, one of --list-encoders'

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "option_table.h"
-#include "support/program.h"
+#include "support/pages_reader.h"
 #include "support/temporary_folder.h"
 
 namespace vxrecord {
@@ -16,9 +16,10 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using vx::test::ProgramResult;
-using vx::test::runProgram;
+using vx::test::completedByFish;
+using vx::test::completedByZsh;
+using vx::test::shownByMan;
+using vx::test::wordsOf;
 
 std::string contentsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -28,12 +29,6 @@ std::string contentsOf(const std::string& path) {
 }
 
 std::string pagePath(const std::string& path) { return VXRECORD_SOURCE_FOLDER "/" + path; }
-
-/// The words of a text, without what a renderer does with them.
-std::vector<std::string> wordsOf(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
 
 TEST(Manual, PagesAreWhatTheProgramTells) {
   for (const Page& page : pages()) {
@@ -59,26 +54,17 @@ TEST(Manual, EveryOptionIsExplainedAndDoesSomething) {
 
 // As a person reads it: what --help tells stands in the page in the same words and order.
 TEST(Manual, PageReadsLikeTheHelp) {
-  const ProgramResult run = runProgram(
-      {"man", "--warnings", "-E", "ascii", "--nj", "--nh", "-l", pagePath("man/vxrecord.1")},
-      {"MANWIDTH=1000", "LC_ALL=C.UTF-8", "MANROFFOPT=-ww"});
-  ASSERT_EQ(run.status, 0) << run.errors;
-  EXPECT_THAT(run.errors, IsEmpty());
+  const std::string shown = shownByMan(pagePath("man/vxrecord.1"));
   std::vector<std::string> help = wordsOf(helpText().substr(helpText().find("\nINPUT\n")));
-  const std::vector<std::string> page = wordsOf(run.output.substr(run.output.find("\nINPUT\n")));
+  const std::vector<std::string> page = wordsOf(shown.substr(shown.find("\nINPUT\n")));
   ASSERT_GE(page.size(), help.size());
   EXPECT_EQ(std::vector(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(help.size())),
             help);
 }
 
-std::vector<std::string> completedByBash(const std::string& words, int current) {
-  const ProgramResult run =
-      runProgram({"bash", "--norc", "-c",
-                  "source " + pagePath("completions/vxrecord.bash") + "; COMP_WORDS=(" + words +
-                      "); COMP_CWORD=" + std::to_string(current) +
-                      "; _vxrecord; printf '%s\\n' \"${COMPREPLY[@]}\""});
-  EXPECT_THAT(run.errors, IsEmpty());
-  return wordsOf(run.output);
+std::vector<std::string> completedByBash(const std::string& line, int current) {
+  return vx::test::completedByBash("vxrecord", pagePath("completions/vxrecord.bash"), line,
+                                   current);
 }
 
 TEST(Completion, BashKnowsEveryOption) {
@@ -101,36 +87,26 @@ TEST(Completion, BashKnowsTheValues) {
               ElementsAre(folder / "wanted"));
 }
 
-// zsh shows matches only to a person at a terminal, so one of its own modules plays that person.
 TEST(Completion, ZshKnowsEveryOption) {
-  const TemporaryFolder folder;
-  const ProgramResult run = runProgram(
-      {"zsh", "-f", "-c",
-       "zmodload zsh/zpty; zpty z 'TERM=dumb zsh -f -i'; "
-       "zpty -w z 'PS1=; unsetopt zle_bracketed_paste; LISTMAX=0; COLUMNS=200; LINES=500; fpath=(" +
-           pagePath("completions") +
-           " $fpath); autoload -Uz compinit; compinit -u -d $PWD/dump; "
-           "zstyle \":completion:*\" list-prompt \"\"; PS1=READY'; "
-           "zpty -r z out '*READY*READY*'; zpty -w -n z 'vxrecord --'$'\t\t'; "
-           "zpty -r z more '*--version*'; print -r -- $out $more"},
-      {"HOME=" + folder.path(), "ZDOTDIR=" + folder.path()});
-  EXPECT_EQ(run.status, 0) << run.errors;
+  const std::string shown = completedByZsh(pagePath("completions"), "vxrecord --", "--version");
   for (const OptionEntry& option : optionTable()) {
-    EXPECT_THAT(run.output, HasSubstr(std::string(option.name)));
+    EXPECT_THAT(shown, HasSubstr(std::string(option.name)));
   }
 }
 
+TEST(Completion, ZshKnowsWhatVerifyTakes) {
+  const std::string shown = completedByZsh(pagePath("completions"), "vxrecord verify --", "--svg");
+  EXPECT_THAT(shown, HasSubstr("--json"));
+  EXPECT_THAT(shown, testing::Not(HasSubstr("--rotate")));
+}
+
 TEST(Completion, FishKnowsEveryOption) {
-  const ProgramResult run =
-      runProgram({"fish", "--no-config", "-c",
-                  "source " + pagePath("completions/vxrecord.fish") +
-                      "; complete -C 'vxrecord --'; complete -C 'vxrecord --pixel-format y'"},
-                 {"HOME=/nonexistent"});
-  EXPECT_EQ(run.status, 0) << run.errors;
+  const std::string script = pagePath("completions/vxrecord.fish");
+  const std::string offered = completedByFish(script, "vxrecord --");
   for (const OptionEntry& option : optionTable()) {
-    EXPECT_THAT(run.output, HasSubstr(std::string(option.name)));
+    EXPECT_THAT(offered, HasSubstr(std::string(option.name)));
   }
-  EXPECT_THAT(run.output, HasSubstr("yuvs"));
+  EXPECT_THAT(completedByFish(script, "vxrecord --pixel-format y"), HasSubstr("yuvs"));
 }
 
 }  // namespace
