@@ -10,6 +10,7 @@
 #include "progress.h"
 #include "stream.h"
 #include "window.h"
+#include "x_errors.h"
 
 namespace {
 
@@ -204,6 +205,7 @@ int show(int argc, char** argv) {
   }
   vxrecord::listenForSignals();
   vxrecord::catchLibavMessages(vxrecord::LibavTalk::nothing);
+  const VanishedWindowsTolerated tolerated;
   const SdlSession session;
   Viewer(argv[1], argc > 2 ? argv[2] : ".").run();
   return 0;

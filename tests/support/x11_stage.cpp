@@ -127,4 +127,21 @@ void X11Stage::resizeScreen(int width, int height) {
           "another size");
 }
 
+void X11Stage::sendMessage(std::uint32_t window, const std::string& type, std::uint32_t sender) {
+  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
+      _connection,
+      xcb_intern_atom(_connection, 0, static_cast<std::uint16_t>(type.size()), type.c_str()),
+      nullptr));
+  xcb_client_message_event_t message = {};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = window;
+  message.type = atom ? atom->atom : XCB_NONE;
+  message.data.data32[0] = sender;
+  require(xcb_send_event_checked(_connection, 0, window, XCB_EVENT_MASK_NO_EVENT,
+                                 reinterpret_cast<const char*>(&message))
+              .sequence,
+          "a message");
+}
+
 }  // namespace vx::test

@@ -29,6 +29,8 @@ class X11Stage {
   void setPointer(int width, int height, int hotX, int hotY,
                   const std::vector<std::uint32_t>& pixels);
   void resizeScreen(int width, int height);
+  /// Tells a window something in the name of another one, which need not exist.
+  void sendMessage(std::uint32_t window, const std::string& type, std::uint32_t sender);
 
  private:
   void require(unsigned sequence, const char* what) const;
