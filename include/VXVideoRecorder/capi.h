@@ -174,8 +174,9 @@ size_t vx_frame_buffer_length(uint32_t pixel_format, uint32_t width, uint32_t he
 /// lasts longer; a host that is not live calls `vx_recorder_wait_for_room` before each frame.
 /// Does not wait for coding or for the disk, other than for one query of the free space.
 /// Errors: VX_INVALID_ARGUMENT for fewer bytes than the frame needs, a size or a format that cannot
-/// be; VX_REFUSED; VX_WRONG_STATE after the stop; VX_FAILED when the file could not be made
-/// (`vx_last_error` says why) or the recording has failed.
+/// be; VX_REFUSED; VX_OUT_OF_MEMORY, which costs this frame or the one before it; VX_WRONG_STATE
+/// after the stop; VX_FAILED when the file could not be made (`vx_last_error` says why) or the
+/// recording has failed.
 vx_result vx_recorder_append_frame(vx_recorder* recorder, const vx_frame* frame);
 
 /// Blocks until the writer has room for a frame (VX_OK, also before the first frame), or
@@ -211,7 +212,8 @@ typedef struct vx_audio {
 /// VX_DROPPED before the first frame was written and while the writer has no room. Does not wait
 /// for the disk.
 /// Errors: VX_INVALID_ARGUMENT; VX_REFUSED for bytes that are no AAC, another rate or number of
-/// channels than before; VX_WRONG_STATE without an audio track and after the stop; VX_FAILED.
+/// channels than before; VX_OUT_OF_MEMORY; VX_WRONG_STATE without an audio track and after the
+/// stop; VX_FAILED.
 vx_result vx_recorder_append_audio(vx_recorder* recorder, const vx_audio* audio);
 
 // ---- Pause, stop, state --------------------------------------------------------------------
@@ -223,7 +225,8 @@ vx_result vx_recorder_pause(vx_recorder* recorder);
 /// Ends the file: writes the held frame, for which there must be room as for any other, and has the
 /// file completed on the writer's thread. Without a frame so far it does nothing. Does not wait for
 /// coding or for the disk.
-/// Errors: VX_WRONG_STATE when it was stopped before.
+/// Errors: VX_WRONG_STATE when it was stopped before. After VX_OUT_OF_MEMORY and VX_EXCEPTION it is
+/// not stopped, and may be told to again.
 vx_result vx_recorder_stop(vx_recorder* recorder);
 
 /// Blocks until the stopped recording is complete and its `done` callback has returned (VX_OK), or

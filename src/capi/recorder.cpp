@@ -23,6 +23,9 @@ vx_result createRecorder(const vx_callbacks* given, vx_recorder** out) {
   auto handle = std::make_unique<vx_recorder>();
   handle->host = std::make_shared<Host>(callbacks);
   handle->recorder = VXVideoRecorder::initWithDelegate(handle->host);
+  if (!handle->recorder) {
+    return fail(VX_OUT_OF_MEMORY, "there is no memory for a recorder");
+  }
   handle->host->setRecorder(handle->recorder);
   *out = handle.release();
   return VX_OK;
@@ -42,10 +45,13 @@ vx_result stopRecorder(vx_recorder& handle) {
   recorder->stop();
   // A refused last frame is the log's business; what keeps the file from being ended is ours.
   const std::optional<std::string> trouble = host->trouble();
-  if (trouble && trouble->find(" exception : ") != std::string::npos) {
-    return fail(VX_EXCEPTION, *trouble);
+  const bool wasRefused = trouble && trouble->find(" exception : ") != std::string::npos;
+  if (!wasRefused && !recorder->writing()) {
+    return VX_OK;
   }
-  return VX_OK;
+  handle.isStopped = false;
+  return wasRefused ? fail(VX_EXCEPTION, *trouble)
+                    : fail(VX_OUT_OF_MEMORY, "there is no memory; stop the recording again");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "capi/structs.h"
 #include "platform/cf_ref.h"
 #include "platform/corevideo/pixel_layout.h"
+#include "platform/memory_shortages.h"
 
 #include <chrono>
 #include <cmath>
@@ -70,7 +71,11 @@ vx_result appendFrame(vx_recorder& handle, const vx_frame* given) {
       !recorder->writer() ||
       (recorder->videoWriterInput() && recorder->videoWriterInput()->isReadyForMoreMediaData());
   host->forgetTrouble();
+  const std::uint32_t shortages = memoryShortages;
   recorder->appendVideoSample(dictionaryOf(frame));
+  if (memoryShortages != shortages) {
+    return fail(VX_OUT_OF_MEMORY, "there is no memory for the frame");
+  }
   const std::shared_ptr<AVAssetWriter> writer = recorder->writer();
   if (!writer) {
     return fail(VX_FAILED, "the file cannot be made; the log says more");
@@ -191,7 +196,11 @@ vx_result appendAudio(vx_recorder& handle, const vx_audio* given) {
                        recorder->audioWriterInput() &&
                        recorder->audioWriterInput()->isReadyForMoreMediaData();
   host->forgetTrouble();
+  const std::uint32_t shortages = memoryShortages;
   recorder->appendAudioSample(bufferOf(audio).get());
+  if (memoryShortages != shortages) {
+    return fail(VX_OUT_OF_MEMORY, "there is no memory for the audio");
+  }
   if (const std::optional<std::string> trouble = host->trouble()) {
     return fail(VX_REFUSED, *trouble);
   }

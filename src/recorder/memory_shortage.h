@@ -3,6 +3,7 @@
 #pragma once
 
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "platform/memory_shortages.h"
 
 #include <new>
 
@@ -11,6 +12,7 @@ void VXVideoRecorder::unlessMemoryIsShort(const char* whatIsLost, Step&& step) {
   try {
     step();
   } catch (const std::bad_alloc&) {
+    ++vx::memoryShortages;
     logMemoryShortage(whatIsLost);
   }
 }

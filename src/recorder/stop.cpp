@@ -5,6 +5,8 @@
 #include "recorder/timing.h"
 #include "storage/folder_quota.h"
 
+#include <utility>
+
 using namespace vx;
 
 void VXVideoRecorder::pause() { _pause = true; }
@@ -30,8 +32,13 @@ void VXVideoRecorder::endFile() {
     }
     _writer->endSessionAtSourceTime(recorder::timeFromMilliseconds(_timestamp + 1));
     std::function<void()> finishStep = makeFinishStep();
-    setWriting(false);
-    _writer->finishWritingWithCompletionHandler(std::move(finishStep));
+    const bool wasWriting = std::exchange(_writing, false);
+    try {
+      _writer->finishWritingWithCompletionHandler(std::move(finishStep));
+    } catch (const std::bad_alloc&) {
+      setWriting(wasWriting);  // it can be stopped again
+      throw;
+    }
   } catch (const NSException& exception) {
     log("exception : " + exception.description() + ". " +
         descriptionOfList(NSThread::callStackSymbols()));

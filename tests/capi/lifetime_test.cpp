@@ -84,6 +84,7 @@ TEST_F(CLifetime, TellsWhenTheWriterCannotBeStopped) {
   input->raisesOnFinish = vx::NSException(vx::NSInternalInconsistencyException, "not now");
   EXPECT_EQ(vx_recorder_stop(recorder), VX_EXCEPTION);
   EXPECT_THAT(vx_last_error(), HasSubstr("not now"));
+  EXPECT_EQ(vx_recorder_wait_until_done(recorder, -1), VX_WRONG_STATE) << "it goes on";
 }
 
 TEST_F(CLifetime, MayEndWithoutAStop) {
