@@ -48,7 +48,8 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
  public:
   // ---- object and configuration (src/recorder/configuration.cpp) ---------------------------
 
-  /// A recorder that logs and announces to `delegate` (null is allowed), which it keeps.
+  /// A recorder that logs and announces to `delegate` (null is allowed), which it keeps. Thread:
+  /// any. Errors: null when there is no memory for it.
   static std::shared_ptr<VXVideoRecorder> initWithDelegate(
       std::shared_ptr<VXVideoRecorderDelegate> delegate);
   explicit VXVideoRecorder(ConstructionKey, std::shared_ptr<VXVideoRecorderDelegate> delegate);
@@ -233,11 +234,17 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
 
   // ---- stop, pause and destruction (src/recorder/stop.cpp) ---------------------------------
 
-  /// Marks a pause: the next frame that is taken in follows at most 1000 ms of black.
+  /// Marks a pause: the next frame that is taken in follows at most 1000 ms of black. Thread: any,
+  /// also while another call runs.
   void pause();
   /// Ends the file: writes the held frame and completes the file on the writer's thread, where the
   /// delegate then hears of it. Without a frame so far it does nothing.
-  /// Thread: does not wait for coding or for the disk.
+  ///
+  /// May be called again: once the recording was stopped that only makes a line of the log.
+  /// Thread: the host's, not at the same time as other calls; does not wait for coding or for the
+  /// disk.
+  /// Errors: a log line with the exception when the writer cannot be stopped. When there is no
+  /// memory the recording is not stopped yet, as a log line says; call it again.
   void stop();
   /// Stops first. The file is completed all the same, without a word to the delegate.
   ~VXVideoRecorder();
