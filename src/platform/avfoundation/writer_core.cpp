@@ -17,11 +17,8 @@ constexpr double kMillisecondsPerSecond = 1000;
 constexpr QueueLimits kPictureLimits{12, 192 * kMegabyte};
 // Coded samples wait here while the disk is busy: half a minute at 10 Mbit/s.
 constexpr QueueLimits kCodedLimits{4096, 32 * kMegabyte};
-// What a crash may cost at most, and the memory that uncommitted samples may take.
-constexpr std::chrono::milliseconds kCommitInterval{500};
+// The memory that uncommitted samples may take.
 constexpr std::size_t kCommitBytes = 8 * kMegabyte;
-// What queued up behind a commit that took longer is taken together, and not one by one.
-constexpr std::chrono::milliseconds kCommitPause{50};
 
 NSError memoryError() {
   return NSError(AVFoundationErrorDomain, AVErrorOutOfMemory,
@@ -114,10 +111,10 @@ Status WriterCore::start(const VideoTrackSettings& settings, const CGAffineTrans
 void WriterCore::fail(Status error) {
   {
     std::lock_guard lock(_mutex);
-    if (!_error) {
+    if (!_outcome) {
       return;
     }
-    _error = std::move(error);
+    _outcome = std::move(error);
     _status = AVAssetWriterStatusFailed;
   }
   _pictures.closeAndClear();
@@ -133,7 +130,7 @@ std::optional<NSError> WriterCore::error() const {
   Status known;
   {
     std::lock_guard lock(_mutex);
-    known = _error;
+    known = _outcome;
   }
   return known ? std::nullopt : std::optional(known.error());
 }
@@ -334,8 +331,7 @@ void WriterCore::writeCodedItems() {
 }
 
 std::optional<WriterCore::CodedItem> WriterCore::nextItem() {
-  const Clock::time_point look = _encoderWatch.nextLook();
-  return _coded.popUntil(_commitDue ? std::min(*_commitDue, look) : look);
+  return _coded.popUntil(std::min(_commits.nextLook(), _encoderWatch.nextLook()));
 }
 
 // An encoder that hangs takes its thread along: the file is completed with what was coded, and what
@@ -394,7 +390,7 @@ Status WriterCore::writeAudio(const CodedAudio& audio) {
       return status;
     }
   }
-  noteUncommitted();
+  _commits.sampleWasWritten(Clock::now());
   return Status::success();
 }
 
@@ -405,7 +401,7 @@ Status WriterCore::writePicture(CodedPicture& picture) {
     return status;
   }
   _spareBuffers.giveBack(std::move(picture.bytes));
-  noteUncommitted();
+  _commits.sampleWasWritten(Clock::now());
   if (!_firstPictureWritten) {
     // The first key frame is published at once: from here on the file opens.
     _firstPictureWritten = true;
@@ -414,30 +410,18 @@ Status WriterCore::writePicture(CodedPicture& picture) {
   return Status::success();
 }
 
-void WriterCore::noteUncommitted() {
-  if (!_commitDue) {
-    _commitDue = Clock::now() + kCommitInterval;
-  }
-}
-
-// By the clock and not by the next sample: a still screen is committed too.
 Status WriterCore::commitIfDue() {
-  const bool due = _commitDue && Clock::now() >= *_commitDue;
-  return due || _file->uncommittedBytes() >= kCommitBytes ? commit() : Status::success();
+  const bool isLarge = _file->uncommittedBytes() >= kCommitBytes;
+  return isLarge || _commits.isDue(Clock::now()) ? commit() : Status::success();
 }
 
-// The commit after the last one has no samples: it makes the last one durable.
 Status WriterCore::commit() {
   const bool hadSamples = _file->hasUncommittedSamples();
   const Clock::time_point start = Clock::now();
-  _commitDue.reset();
   if (Status status = _file->commit(); !status) {
     return status;
   }
-  if (hadSamples) {
-    // From this one's start: what the disk takes for it must not be added to what may be lost.
-    _commitDue = std::max(start + kCommitInterval, Clock::now() + kCommitPause);
-  }
+  _commits.wasCommitted(hadSamples, start, Clock::now());
   return Status::success();
 }
 
@@ -473,10 +457,10 @@ void WriterCore::completeFile() {
         guarded([&] { return finishing ? _file->finish(sessionEndMs) : _file->commit(); });
     _file.reset();
     std::lock_guard lock(_mutex);
-    if (_error) {
-      _error = std::move(status);
+    if (_outcome) {
+      _outcome = std::move(status);
     }
-    _status = _error ? AVAssetWriterStatusCompleted : AVAssetWriterStatusFailed;
+    _status = _outcome ? AVAssetWriterStatusCompleted : AVAssetWriterStatusFailed;
   }
   runHandler(handler);
   handler = nullptr;  // whatever it kept alive goes before the program may end

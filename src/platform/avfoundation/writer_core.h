@@ -10,6 +10,7 @@
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "platform/avfoundation/audio_reader.h"
 #include "platform/avfoundation/bounded_queue.h"
+#include "platform/avfoundation/commit_schedule.h"
 #include "platform/avfoundation/encoder/encoder_choice.h"
 #include "platform/avfoundation/encoder/speed_policy.h"
 #include "platform/avfoundation/encoder_watch.h"
@@ -122,7 +123,6 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   Status begin(const mp4::VideoTrackDescription& track);
   Status writePicture(CodedPicture& picture);
   Status writeAudio(const CodedAudio& audio);
-  void noteUncommitted();
   Status commitIfDue();
   Status commit();
   void finishAfterFailure();
@@ -145,7 +145,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   mutable std::mutex _mutex;
   std::condition_variable _requestCame;
   AVAssetWriterStatus _status = AVAssetWriterStatusUnknown;  // guarded by _mutex
-  Status _error;                                             // guarded by _mutex
+  Status _outcome;                                           // guarded by _mutex; first error
   bool _writingThreadRuns = false;                           // guarded by _mutex
   bool _finishing = false;                                   // guarded by _mutex
   bool _abandoned = false;                                   // guarded by _mutex
@@ -164,7 +164,7 @@ class WriterCore : public std::enable_shared_from_this<WriterCore> {
   bool _audioDeclared = false;
   std::vector<CodedAudio> _audioBeforeHead;
   bool _firstPictureWritten = false;
-  std::optional<Clock::time_point> _commitDue;
+  CommitSchedule _commits;
 };
 
 }  // namespace vx
