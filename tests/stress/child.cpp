@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
@@ -71,6 +72,11 @@ bool Child::waitFor(Message::Kind kind) {
     }
   }
   return false;
+}
+
+bool Child::hasTold(Message::Kind kind) const {
+  return std::any_of(_messages.begin(), _messages.end(),
+                     [kind](const Message& message) { return message.kind == kind; });
 }
 
 std::int64_t Child::kill() {

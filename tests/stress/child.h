@@ -13,7 +13,15 @@ namespace vx::test {
 
 /// Something that the child did, and when, by a clock that both processes share.
 struct Message {
-  enum class Kind : std::int64_t { accepted, committed, stopping, done };
+  enum class Kind : std::int64_t {
+    accepted,
+    committed,
+    stopping,
+    finishing,
+    diskCall,
+    switched,
+    done
+  };
   Kind kind = Kind::accepted;
   std::int64_t value = 0;
   std::int64_t nanoseconds = 0;
@@ -47,6 +55,9 @@ class Child {
   bool waitFor(Message::Kind kind);
   /// All messages so far.
   const std::vector<Message>& messages() const { return _messages; }
+
+  /// Whether it has told this, so far as it was listened to.
+  bool hasTold(Message::Kind kind) const;
 
   /// Kills it with SIGKILL; returns when that was. What it had told before is among the messages.
   std::int64_t kill();

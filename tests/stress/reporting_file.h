@@ -1,4 +1,4 @@
-// The real file of a recording, with a listener that hears how many pictures are committed.
+// The real file of a recording, with listeners that hear how far it is.
 #pragma once
 
 #include <functional>
@@ -11,11 +11,16 @@ namespace vx::test {
 
 class ReportingFile final : public mp4::RecordingFile {
  public:
-  /// Hears the number of committed pictures after each commit; called on the writing thread.
+  /// Hears a number of pictures, on the writing thread.
   using Listener = std::function<void(std::int64_t pictures)>;
 
-  ReportingFile(std::unique_ptr<mp4::RecordingFile> file, Listener listener)
-      : _file(std::move(file)), _listener(std::move(listener)) {}
+  /// `committed` is told after each commit how many are committed, `finishing` before the finish
+  /// how many were appended.
+  ReportingFile(std::unique_ptr<mp4::RecordingFile> file, Listener committed,
+                Listener finishing = {})
+      : _file(std::move(file)),
+        _committed(std::move(committed)),
+        _finishing(std::move(finishing)) {}
 
   Status begin(const mp4::VideoTrackDescription& video, bool reserveAudio) override {
     return _file->begin(video, reserveAudio);
@@ -34,17 +39,21 @@ class ReportingFile final : public mp4::RecordingFile {
   Status commit() override {
     Status status = _file->commit();
     if (status) {
-      _listener(_pictures);
+      _committed(_pictures);
     }
     return status;
   }
   Status finish(std::optional<std::int64_t> sessionEndMs) override {
+    if (_finishing) {
+      _finishing(_pictures);
+    }
     return _file->finish(sessionEndMs);
   }
 
  private:
   std::unique_ptr<mp4::RecordingFile> _file;
-  Listener _listener;
+  Listener _committed;
+  Listener _finishing;
   std::int64_t _pictures = 0;
 };
 
