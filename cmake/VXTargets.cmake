@@ -32,7 +32,8 @@ function(vx_add_test name)
   target_precompile_headers(${name} REUSE_FROM vx_test_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE VXVideoRecorder GTest::gmock vx_test_main)
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+  # Without the values: a test is called by the name that it gives each, not by the bytes of it.
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
 endfunction()
 
 # vx_install_program(<target>): a program of the tools, with the manual page NAME.1 and the
