@@ -124,9 +124,11 @@ TEST(Bursts, AreCommittedWithoutAnotherFrameAndTakeBoundedMemory) {
   const CheckedMovie movie = checkMovieFile(folder / "bursts.mp4");
   EXPECT_THAT(movie.findings, testing::IsEmpty());
   EXPECT_EQ(movie.form, MovieForm::plain);
-  report(std::to_string(bursts) + " bursts of " + std::to_string(kBurst) +
-         " frames: committed within " + std::to_string(longestMs) + " ms of silence, " +
-         std::to_string(most - early) + " KiB more than after the second burst");
+  report("bursts of " + std::to_string(kBurst) + " frames, then silence | " +
+         std::to_string(bursts) +
+         " bursts | what there was no room for, with a line each; committed " +
+         std::to_string(longestMs) + " ms after the last frame at most; " +
+         std::to_string(most - early) + " KiB more memory than after the second burst");
 }
 
 }  // namespace

@@ -61,7 +61,15 @@ struct ClockCase {
 };
 void PrintTo(const ClockCase& each, std::ostream* out) { *out << each.name; }
 
-class ClockThat : public testing::TestWithParam<ClockCase> {};
+class ClockThat : public testing::TestWithParam<ClockCase> {
+ protected:
+  static void TearDownTestSuite() {
+    if (testing::UnitTest::GetInstance()->current_test_suite()->Failed()) return;
+    report(
+        "a clock that stands, steps back, jumps 49.7 days and wraps, with and without a pause | 11 "
+        "recordings | nothing: times never go back, nothing lasts longer than it should");
+  }
+};
 
 TEST_P(ClockThat, GivesTheSamplesTheirValuesAndTheFileATimeline) {
   const ClockCase& expected = GetParam();

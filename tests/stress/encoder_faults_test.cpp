@@ -72,6 +72,7 @@ TEST_F(EncoderFault, ThatDoesNotOpenFailsTheRecordingAlone) {
   EXPECT_TRUE(isAnnouncedAs(" - failed"));
   EXPECT_EQ(error->code(), AVErrorEncoderNotFound);
   expectTheNextToWork();
+  report("encoder that does not open | 1 recording | all of it; the next recording works");
 }
 
 TEST_F(EncoderFault, AtAnyPictureKeepsThoseBefore) {
@@ -86,6 +87,9 @@ TEST_F(EncoderFault, AtAnyPictureKeepsThoseBefore) {
     EXPECT_EQ(movie.video()->samples.size(), static_cast<std::size_t>(k));
   }
   expectTheNextToWork();
+  report(
+      "encoder that fails at picture k | k = 1 to 5 | pictures from k on; the next recording "
+      "works");
 }
 
 TEST_F(EncoderFault, ThatNeverReturnsIsGivenUpWithinABound) {
@@ -102,9 +106,10 @@ TEST_F(EncoderFault, ThatNeverReturnsIsGivenUpWithinABound) {
   EXPECT_EQ(movie.video()->samples.size(), 3U);
   expectTheNextToWork();
   stuck->letGo();
-  report("encoder that never returns: given up after " +
+  report("encoder that never returns, with a patience of " + std::to_string(kPatience.count()) +
+         " s | 1 recording | what it had not given; an error after " +
          std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(lasted).count()) +
-         " ms, with a patience of " + std::to_string(kPatience.count()) + " s");
+         " ms, the next recording works");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The two lengths that each test here has: short under CTest, long through scripts/run-stress.
+// The two lengths that each test here has: short under CTest, long through scripts/run-faults.
 #pragma once
 
 #include <cstdint>

@@ -103,8 +103,8 @@ class AgainAndAgain : public testing::Test {
 };
 
 void reportRounds(const char* what, int count) {
-  report(std::string(what) + ": " + std::to_string(count) + " of " + std::to_string(count) +
-         " rounds whole, the notice as often as due");
+  report(std::string(what) + " | " + std::to_string(count) +
+         " recordings | nothing; no hang, no thread or file left, the notice as often as due");
 }
 
 TEST_F(AgainAndAgain, DestroyedWhileRecording) {
@@ -116,7 +116,7 @@ TEST_F(AgainAndAgain, DestroyedWhileRecording) {
     EXPECT_TRUE(becomesWhole(static_cast<std::size_t>(frames)));
     EXPECT_EQ(ear->filesDone(), 0);
   }
-  reportRounds("destroyed while recording", count);
+  reportRounds("recorder destroyed while it records", count);
 }
 
 TEST_F(AgainAndAgain, DestroyedWhileFinishing) {
@@ -130,7 +130,7 @@ TEST_F(AgainAndAgain, DestroyedWhileFinishing) {
     EXPECT_TRUE(isWhole(static_cast<std::size_t>(frames)));
     EXPECT_EQ(ear->filesDone(), 1);
   }
-  reportRounds("destroyed while finishing", count);
+  reportRounds("recorder destroyed while it finishes", count);
 }
 
 TEST_F(AgainAndAgain, StoppedTwice) {
@@ -145,7 +145,7 @@ TEST_F(AgainAndAgain, StoppedTwice) {
     EXPECT_TRUE(isWhole(3));
     EXPECT_EQ(ear->filesDone(), 1);
   }
-  reportRounds("stopped twice and after the notice", count);
+  reportRounds("`stop` twice, and again after the notice", count);
 }
 
 TEST_F(AgainAndAgain, StoppedWithoutAFrame) {
@@ -159,7 +159,8 @@ TEST_F(AgainAndAgain, StoppedWithoutAFrame) {
     EXPECT_EQ(ear->filesDone(), 0);
     EXPECT_FALSE(std::filesystem::exists(path));
   }
-  report("stopped without a frame: " + std::to_string(count) + " rounds, no file, no notice");
+  report("`stop` without a frame | " + std::to_string(count) +
+         " times | nothing: no file, no notice");
 }
 
 /// Lets go of the host's recorder from within a log line or the notice.
@@ -203,7 +204,7 @@ TEST_F(AgainAndAgain, DestroyedFromWithinItsOwnCalls) {
         [&] { return checkMovieFile(path, FileEnd::mayBeTorn).form == MovieForm::plain; }));
     EXPECT_EQ(ear->filesDone(), isStopped ? 1 : 0);
   }
-  reportRounds("destroyed from within its own calls", count);
+  reportRounds("recorder destroyed from within its own callbacks", count);
 }
 
 TEST_F(AgainAndAgain, LeftBehindByAProcessThatEnds) {
@@ -223,7 +224,7 @@ TEST_F(AgainAndAgain, LeftBehindByAProcessThatEnds) {
     EXPECT_EQ(child.wait(), 0);
     EXPECT_TRUE(isWhole(3)) << i % 3;
   }
-  reportRounds("left behind by a process that ends", count);
+  reportRounds("recorder left behind by a process that ends", count);
 }
 
 }  // namespace

@@ -107,7 +107,7 @@ TEST_F(LongRecording, OfManySmallFramesIsReadBackExactly) {
   const Decoding decoding = decodeStrictly(path, nullptr);
   EXPECT_EQ(decoding.frames, frames);
   EXPECT_EQ(decoding.errors, 0);
-  report(std::to_string(frames) + " frames of 64x64: all read back at their times and decoded");
+  report(std::to_string(frames) + " frames of 64x64 | 1 recording | nothing: all at their times");
 }
 
 TEST_F(LongRecording, OfADayHasASmallIndexAndAQuickFinish) {
@@ -132,9 +132,10 @@ TEST_F(LongRecording, OfADayHasASmallIndexAndAQuickFinish) {
   for (std::int64_t i = 0; i < frames; ++i) {
     ASSERT_EQ(movie.video()->samples[static_cast<std::size_t>(i)].time, timeAt60(i));
   }
-  report(std::to_string(frames) + " pictures at 60 a second: memory grew by " +
-         std::to_string(growth / 1024) + " KiB (" + std::to_string(bytesPerFrame) +
-         " bytes a picture) after the first tenth, finish " + std::to_string(finishMs) + " ms");
+  report("a day at 60 a second through a stand-in encoder | " + std::to_string(frames) +
+         " pictures | nothing; " + std::to_string(growth / 1024) +
+         " KiB more memory after the first tenth, " + std::to_string(bytesPerFrame).substr(0, 4) +
+         " B a picture; finish " + std::to_string(finishMs) + " ms");
 }
 
 TEST_F(LongRecording, OfMoreThan4GiBIsReadBackExactly) {
@@ -165,8 +166,9 @@ TEST_F(LongRecording, OfMoreThan4GiBIsReadBackExactly) {
   const Decoding decoding = decodeStrictly(path, nullptr);
   EXPECT_EQ(decoding.frames, frames);
   EXPECT_EQ(decoding.errors, 0);
-  report(std::to_string(std::filesystem::file_size(path)) +
-         " bytes: every picture read back and decoded, finish " + std::to_string(finishMs) + " ms");
+  report("a file of " + std::to_string(std::filesystem::file_size(path)) + " B | " +
+         std::to_string(frames) + " pictures | nothing: each read back and decoded; finish " +
+         std::to_string(finishMs) + " ms");
 }
 
 }  // namespace

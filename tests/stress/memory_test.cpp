@@ -100,7 +100,18 @@ struct Shortage {
   const char* name;
   Source source;
   Extent extent;
+
+  friend void PrintTo(const Shortage& shortage, std::ostream* out) { *out << shortage.name; }
 };
+
+/// A row of the result table.
+std::string rowOf(const Shortage& shortage, std::int64_t times, std::int64_t all) {
+  return std::string(shortage.source == Source::malloc ? "`malloc` number k" : "`new` number k") +
+         (shortage.extent == Extent::one ? " fails" : " and every one after it fail") + " | " +
+         std::to_string(times) + " of k = 1 to " + std::to_string(all) +
+         (FailingMemory::hasMalloc() ? " | no crash, the file reads"
+                                     : ", under the address sanitizer | no crash, no leak");
+}
 
 class AllocationFails : public testing::TestWithParam<Shortage> {
  protected:
@@ -159,8 +170,7 @@ TEST_P(AllocationFails, WithoutACrashOrALeak) {
     }
   }
   EXPECT_EQ(child.wait(), 0) << "at allocation " << last;
-  report(std::string("allocation fails, ") + GetParam().name + ": " + std::to_string(times) +
-         " recordings of " + std::to_string(all) + " allocations each, no crash, no leak");
+  report(rowOf(GetParam(), times, all));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -83,8 +83,9 @@ TEST(Parallel, RecordersDoNotDisturbEachOther) {
     return recording.stop();
   });
   EXPECT_EQ(whole, kRecorders);
-  report(std::to_string(whole) + " of " + std::to_string(kRecorders) + " parallel recordings of " +
-         std::to_string(rounds(1, 60)) + " s whole");
+  report("recordings of " + std::to_string(rounds(1, 60)) +
+         " s side by side, with sound, under the thread sanitizer | " + std::to_string(kRecorders) +
+         " recorders | nothing, " + std::to_string(whole) + " files whole, no report");
 }
 
 TEST(Parallel, StartsAndStopsDoNotDisturbEachOther) {
@@ -102,8 +103,9 @@ TEST(Parallel, StartsAndStopsDoNotDisturbEachOther) {
     return true;
   });
   EXPECT_EQ(whole, each * kRecorders);
-  report(std::to_string(whole) + " of " + std::to_string(each * kRecorders) +
-         " starts and stops in parallel whole");
+  report("start, three frames, stop, on 8 threads, under the thread sanitizer | " +
+         std::to_string(each * kRecorders) + " recordings | nothing, " + std::to_string(whole) +
+         " files whole, no report");
 }
 
 }  // namespace

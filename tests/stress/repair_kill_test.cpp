@@ -97,9 +97,9 @@ TEST(KilledRepair, LosesNothingAndCanBeRunAgain) {
     EXPECT_EQ(checkMovieFile(path).form, MovieForm::plain);
   }
   EXPECT_EQ(within, kills);
-  report("SIGKILL within a repair: " + std::to_string(within) + " of " + std::to_string(kills) +
-         " open with every picture and were repaired then, " + std::to_string(changed) +
-         " had been changed by then");
+  report("SIGKILL within a repair | " + std::to_string(within) +
+         " kills | nothing: every picture reads, and the next repair completes the file (" +
+         std::to_string(changed) + " had been changed by then)");
 }
 
 }  // namespace

@@ -52,9 +52,20 @@ void expectColor(const Picture& picture, OSType format) {
 struct Size {
   int width = 0;
   int height = 0;
+
+  friend void PrintTo(const Size& size, std::ostream* out) {
+    *out << size.width << "x" << size.height;
+  }
 };
 
-class FrameOf : public testing::TestWithParam<Size> {};
+class FrameOf : public testing::TestWithParam<Size> {
+ protected:
+  static void TearDownTestSuite() {
+    if (testing::UnitTest::GetInstance()->current_test_suite()->Failed()) return;
+    report("frames of 1x1, 1366x767 and 16384x2 from buffers that end where they may be read | " +
+           std::to_string(3 * kFormats.size()) + " recordings | nothing: the right picture");
+  }
+};
 
 TEST_P(FrameOf, AnyFormatIsReadToItsEndAndShown) {
   const auto [width, height] = GetParam();
@@ -104,7 +115,8 @@ TEST(FramesOf, ADifferentSizeAndFormatEachAreAllShown) {
     SCOPED_TRACE(i);
     expectColor(pictures[i], formats[i]);
   }
-  report(std::to_string(frames) + " frames, each of another size and format: all shown right");
+  report("another size and format with every frame | " + std::to_string(frames) +
+         " frames | nothing: the right picture");
 }
 
 TEST(FramesOf, AnUnknownFormatAreLostWithTheirLine) {

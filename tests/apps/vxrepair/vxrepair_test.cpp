@@ -83,8 +83,10 @@ TEST(Vxrepair, CompletesKilledRecordings) {
     EXPECT_THAT(again.output, HasSubstr("is complete, nothing to do"));
     EXPECT_EQ(readWholeFile(live.path), once);
   }
-  report("recordings killed and repaired: " + std::to_string(kills) + " of " +
-         std::to_string(kills) + " plain and sound, nothing readable lost");
+  report(
+      "SIGKILL of `vxrecord`, then `vxrepair` twice | " + std::to_string(kills) +
+      " recordings | nothing that could be read; all plain movies then, the same bytes after the "
+      "second repair");
 }
 
 TEST(Vxrepair, RefusesARecordingThatIsBeingWritten) {
