@@ -63,7 +63,8 @@ class FrameOf : public testing::TestWithParam<Size> {
   static void TearDownTestSuite() {
     if (testing::UnitTest::GetInstance()->current_test_suite()->Failed()) return;
     report("frames of 1x1, 1366x767 and 16384x2 from buffers that end where they may be read | " +
-           std::to_string(3 * std::size(kAllPixelFormats)) + " recordings | nothing: the right picture");
+           std::to_string(3 * std::size(kAllPixelFormats)) +
+           " recordings | nothing: the right picture");
   }
 };
 

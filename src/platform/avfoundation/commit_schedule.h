@@ -7,11 +7,11 @@
 
 namespace vx {
 
-/// A crash may cost half a second of what was recorded, a power cut a second, and what the disk takes
-/// on top. So a commit begins early enough to be done within half a second on an ordinary disk, and
-/// earlier when nothing more comes. It goes by the clock and not by the next sample: a still screen
-/// is committed too. The commit after the last one has no samples: it makes the last one durable.
-/// Thread: the one that writes the file.
+/// A crash may cost half a second of what was recorded, a power cut a second, and what the disk
+/// takes on top. So a commit begins early enough to be done within half a second on an ordinary
+/// disk, and earlier when nothing more comes. It goes by the clock and not by the next sample: a
+/// still screen is committed too. The commit after the last one has no samples: it makes the last
+/// one durable. Thread: the one that writes the file.
 class CommitSchedule {
  public:
   using Clock = std::chrono::steady_clock;
