@@ -33,9 +33,9 @@ TEST(DisplayAddress, RateStandsBehindAtSign) {
 }
 
 TEST(DisplayAddress, AnythingElseIsRefused) {
-  for (const char* text :
-       {"", "0", ":0+", ":0+1,2", ":0+1,2,3", ":0+1,2,0x4", ":0+1,2,3x4x", ":0+-1,2,3x4",
-        ":0+1,2,3x4 ", ":0+40000,0,1x1", ":0@", ":0@0", ":0@1001", ":0@x", ":0@30+1,2,3x4"}) {
+  for (const char* text : {"", "0", ":0+", ":0+1,2", ":0+1,2,3", ":0+1,2,0x4", ":0+1,2,3x0",
+                           ":0+1,2,3x4x", ":0+-1,2,3x4", ":0+1,2,3x4 ", ":0+40000,0,1x1", ":0@",
+                           ":0@0", ":0@1001", ":0@x", ":0@30+1,2,3x4"}) {
     EXPECT_THROW(parseDisplayAddress(text), InputError) << text;
   }
 }
@@ -54,9 +54,17 @@ TEST(TestPictureWish, RateIsAFraction) {
   expectRate("1280x720@0.5", 1, 2);
 }
 
+TEST(TestPictureWish, MayBeAsLargeAndFastAsItIsSaidToBe) {
+  const TestPictureWish wish = parseTestPicture("16384x16384@1000");
+  EXPECT_EQ(wish.width, 16384);
+  EXPECT_EQ(wish.height, 16384);
+  EXPECT_EQ(wish.rateNumerator, 1000);
+}
+
 TEST(TestPictureWish, NamedMistakesAreRefused) {
-  for (const char* text : {"", "1280x720", "1280@30", "x720@30", "1280x720@", "1280x720@1e9",
-                           "1280x720@30/0", "1280x720@inf", "16385x1@1", "1 x1@1"}) {
+  for (const char* text :
+       {"", "1280x720", "1280@30", "x720@30", "1280x720@", "1280x720@1e9", "1280x720@30/0",
+        "1280x720@inf", "1280x720@1001/1", "16385x1@1", "1 x1@1"}) {
     EXPECT_THROW(parseTestPicture(text), InputError) << text;
   }
 }

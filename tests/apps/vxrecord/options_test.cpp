@@ -28,10 +28,28 @@ TEST(Options, ValuesStandBehindOrAreAttached) {
 
 TEST(Options, SecondsBecomeMilliseconds) {
   EXPECT_EQ(parsed({"--duration", "2.5", "a"}).durationMs, 2500);
+  EXPECT_EQ(parsed({"--duration", "1.001", "a"}).durationMs, 1001) << "the nearest millisecond";
   const Options options = parsed({"--pause-at=0", "--pause-for=.25", "a"});
   ASSERT_TRUE(options.pause);
   EXPECT_EQ(options.pause->atMs, 0);
   EXPECT_EQ(options.pause->forMs, 250);
+}
+
+TEST(Options, APauseHasAStartAndALength) {
+  EXPECT_THROW(parsed({"--pause-at=1", "a"}), UsageError);
+  EXPECT_THROW(parsed({"--pause-for=1", "a"}), UsageError);
+}
+
+TEST(Options, OneInputIsTaken) {
+  EXPECT_THROW(parsed({"a", "b"}), UsageError);
+  EXPECT_THROW(parsed({}), UsageError);
+}
+
+TEST(Options, FilenameIsNoFolder) {
+  for (const char* name : {"", ".", "..", "a/b", "/a"}) {
+    EXPECT_THROW(parsed({"--filename", name, "a"}), UsageError) << name;
+  }
+  EXPECT_EQ(parsed({"--filename", "..mp4", "a"}).filename, "..mp4");
 }
 
 TEST(Options, LastOneWins) { EXPECT_EQ(parsed({"--index=1", "--index=2", "a"}).index, 2u); }

@@ -29,8 +29,17 @@ TEST(ReadableEstimate, IsAsExactAsAnEstimateIs) {
   EXPECT_EQ(readableEstimate(119), "119 s");
   EXPECT_EQ(readableEstimate(120), "2 min");
   EXPECT_EQ(readableEstimate(7199), "119 min");
+  EXPECT_EQ(readableEstimate(7200), "2.0 h");
   EXPECT_EQ(readableEstimate(9000), "2.5 h");
+  EXPECT_EQ(readableEstimate(172799), "48.0 h");
+  EXPECT_EQ(readableEstimate(172800), "2 d");
   EXPECT_EQ(readableEstimate(3 * 86400), "3 d");
+}
+
+TEST(ReadableTime, CountsMinutesAndSecondsWithinTheirHour) {
+  EXPECT_EQ(readableTime(0), "00:00:00.000");
+  EXPECT_EQ(readableTime(3661001), "01:01:01.001");
+  EXPECT_EQ(readableTime(360000000), "100:00:00.000");
 }
 
 TEST(GrowthRate, IsUnknownUntilTheFileHasGrown) {

@@ -28,6 +28,14 @@ TEST(RecordingClock, PauseTakesAtMostASecond) {
   }
 }
 
+TEST(RecordingClock, GapWithoutAPauseStaysAsItIs) {
+  RecordingClock clock;
+  clock.accept(0, false);
+  clock.accept(5000, false);
+  EXPECT_EQ(clock.timeMs(), 5000);
+  EXPECT_EQ(clock.leftOutMs(), 0);
+}
+
 TEST(PauseWish, LeavesOutFromItsStartToJustBeforeItsEnd) {
   const PauseWish pause{1000, 500};
   EXPECT_FALSE(isLeftOut(pause, 999));

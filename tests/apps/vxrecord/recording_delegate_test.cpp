@@ -15,8 +15,21 @@ TEST(RecordingDelegate, CountsRefusedFrames) {
   RecordingDelegate delegate(false);
   log(delegate, "appendVideoSample - sample not appended; readyForMoreMediaData = 0, status = 1");
   log(delegate, "Pixel buffer create failed");
+  log(delegate, "Sample buffer create failed");
   log(delegate, "Video Sample 0 ms");
-  EXPECT_EQ(delegate.lostFrames(), 2);
+  EXPECT_EQ(delegate.lostFrames(), 3);
+}
+
+TEST(RecordingDelegate, WhatComesBehindTheNoticeCountsNoMore) {
+  RecordingDelegate delegate(false);
+  log(delegate, "Record a - done");
+  delegate.writeVideoFileDone();
+  log(delegate, "exception : finished already");
+  log(delegate, "Pixel buffer create failed");
+  log(delegate, "Record a - failed");
+  EXPECT_TRUE(delegate.waitForOutcome());
+  EXPECT_EQ(delegate.exception(), std::nullopt);
+  EXPECT_EQ(delegate.lostFrames(), 0);
 }
 
 TEST(RecordingDelegate, FileThatIsDoneIsASuccess) {

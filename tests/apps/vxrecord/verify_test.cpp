@@ -93,7 +93,25 @@ TEST(TimelinePicture, KeepsNamesFromBecomingMarkup) {
   EXPECT_THAT(timelinePicture(timeline), HasSubstr(">&lt;b&gt;&amp; .mp4<"));
 }
 
+TEST(TimelinePicture, HasADecadeForTheLongestFrame) {
+  Timeline timeline;
+  timeline.frames = {{0, 40, true}, {40, 20000, false}};
+  timeline.durationMs = 20040;
+  const std::string svg = timelinePicture(timeline);
+  EXPECT_THAT(svg, HasSubstr(">10 s<"));
+  EXPECT_THAT(svg, HasSubstr(">100 s<"));
+  EXPECT_THAT(timelinePicture(timelineOf(10)), Not(HasSubstr(">1 s<")));
+}
+
+TEST(TimelinePicture, DrawsCrowdedKeyFramesAsABand) {
+  const std::string svg = timelinePicture(timelineOf(10000));
+  EXPECT_EQ(countOf(svg, "<path class=\"key\""), 1u);
+  EXPECT_EQ(countOf(svg, "<rect class=\"key\""), 1u + 1u);  // and the legend's
+}
+
 TEST(ClockText, ShowsHoursWhenThereAreSome) {
+  EXPECT_EQ(clockText(3599999), "59:59.999");
+  EXPECT_EQ(clockText(3600000), "1:00:00.000");
   EXPECT_EQ(clockText(0), "0:00.000");
   EXPECT_EQ(clockText(61234), "1:01.234");
   EXPECT_EQ(clockText(3723004), "1:02:03.004");

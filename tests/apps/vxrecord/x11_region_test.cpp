@@ -99,6 +99,16 @@ TEST(ReadPlan, ManyCrumbsAreReadWithinOneBound) {
   EXPECT_EQ(plan.parts, (std::vector<Rect>{{100, 100, 37, 37}}));
 }
 
+TEST(ReadPlan, MoreThan64FarPartsAreReadAsOne) {
+  std::vector<Rect> damage;
+  for (int i = 0; i < 64; ++i) {
+    damage.push_back({i * 29, i * 27 % 64 * 16, 1, 1});  // no two of them near each other
+  }
+  EXPECT_EQ(planReading(damage, kScreen, false).parts.size(), 64u);
+  damage.push_back({1919, 1079, 1, 1});
+  EXPECT_EQ(planReading(damage, kScreen, false).parts, (std::vector<Rect>{kScreen}));
+}
+
 TEST(ReadPlan, EveryDamagedPixelIsRead) {
   const std::vector<Rect> damage = {{3, 4, 50, 2}, {70, 4, 9, 60}, {10, 30, 100, 9}, {0, 90, 5, 5}};
   const Rect visible = {5, 5, 90, 90};
