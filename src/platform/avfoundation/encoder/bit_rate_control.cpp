@@ -24,15 +24,12 @@ constexpr double kKeyFrameSeconds = 0.5;
 double scaleOf(double quantizer) { return 0.85 * std::exp2((quantizer - 12) / 6); }
 double quantizerOf(double scale) { return 12 + 6 * std::log2(scale / 0.85); }
 
-// x264's guess at the first picture, and how it defines rate factors for a size of picture. The
-// guess is for pictures of films; a screen's have more edges, and a first picture that is too fine
-// takes the bits of seconds.
+// x264's guess at the first picture, and how it defines rate factors for a size of picture.
 double firstScale(double bitsPerPicture, double macroblocks) {
   constexpr double kUsualComplexity = 7.0e5;
   constexpr double kCompression = 0.6;
-  constexpr double kOfAScreen = 1.6;
   const double guess = 0.01 * std::pow(kUsualComplexity, kCompression) * std::sqrt(macroblocks);
-  return kOfAScreen * std::pow(80 * macroblocks, 1 - kCompression) * guess / bitsPerPicture;
+  return std::pow(80 * macroblocks, 1 - kCompression) * guess / bitsPerPicture;
 }
 
 }  // namespace
@@ -42,6 +39,12 @@ BitRateControl::BitRateControl(int bitsPerSecond, int macroblocks)
   const double scale =
       std::clamp(firstScale(_budget, macroblocks), scaleOf(kFinest), scaleOf(kCoarsest));
   _complexity = _budget * scale;
+}
+
+void BitRateControl::expectFirst(double detail) {
+  constexpr double kUsualDetail = 350;
+  constexpr double kMost = 4;
+  _complexity *= std::clamp(detail / kUsualDetail, 1.0, kMost);
 }
 
 double BitRateControl::clampedScale() const {

@@ -16,6 +16,9 @@ class BitRateControl {
   /// A picture has `macroblocks` blocks of 16 x 16 pixels.
   BitRateControl(int bitsPerSecond, int macroblocks);
 
+  /// Before the first picture, how much there is in it to be described (`detailOf`): one with much
+  /// that is coded too finely takes the bits of the seconds behind it.
+  void expectFirst(double detail);
   /// For the next picture.
   double rateFactor() const;
   /// The picture coded with `rateFactor` has this many bits and is shown for this long. A still

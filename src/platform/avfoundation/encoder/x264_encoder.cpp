@@ -1,6 +1,7 @@
 // H.264 through libx264: every picture is coded at once, nothing waits inside.
 #include "VXVideoRecorder/platform/AVFoundation.h"
 #include "platform/avfoundation/encoder/bit_rate_control.h"
+#include "platform/avfoundation/encoder/picture_detail.h"
 #include "platform/avfoundation/encoder/sps_timing.h"
 #include "platform/avfoundation/encoder/video_encoder.h"
 
@@ -227,6 +228,9 @@ Status X264Encoder::readParameterSets(const VideoEncoderSettings& settings) {
 
 Status X264Encoder::encode(const PlanarPicture& picture, const PictureRequest& request,
                            AccessUnit& accessUnit) {
+  if (_lastTick < 0) {
+    _bitRate->expectFirst(detailOf(picture));
+  }
   adjust();
   x264_picture_t in;
   x264_picture_init(&in);

@@ -107,6 +107,19 @@ TEST(BitRateControl, NoTimesAtAllLeaveTheRateFactorWithinItsRange) {
   EXPECT_GE(stream.control.rateFactor(), 8);
 }
 
+TEST(BitRateControl, TheFirstPictureIsCoarserWhenItHasMuchDetail) {
+  const auto first = [](double detail) {
+    BitRateControl control(kBitsPerSecond, kMacroblocks);
+    control.expectFirst(detail);
+    return control.rateFactor();
+  };
+  const double unknown = BitRateControl(kBitsPerSecond, kMacroblocks).rateFactor();
+  EXPECT_DOUBLE_EQ(first(0), unknown);
+  EXPECT_DOUBLE_EQ(first(350), unknown);
+  EXPECT_NEAR(first(700), unknown + 6, 1e-9);
+  EXPECT_NEAR(first(1e9), unknown + 12, 1e-9);
+}
+
 TEST(BitRateControl, TheFirstPictureIsFinerWhenItIsSmaller) {
   EXPECT_LT(BitRateControl(kBitsPerSecond, 900).rateFactor(),
             BitRateControl(kBitsPerSecond, 32400).rateFactor());
