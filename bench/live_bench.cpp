@@ -119,8 +119,11 @@ void measure(const FrameSource& source, int framesPerSecond, const Options& opti
     run.settings = {options.folder + "/live.mp4", speedFor(source), framesPerSecond};
     return run;
   };
-  const Common own = measureRecorder(source, secondsLong(options.pick<std::size_t>(60, 10, 1)));
-  measureAlternatives(source, secondsLong(options.pick<std::size_t>(10, 4, 1)), own);
+  const auto seconds = options.pick<std::size_t>(60, 10, 1);
+  const auto secondsOfOthers = options.pick<std::size_t>(10, 4, 1);
+  const Common own = measureRecorder(source, secondsLong(seconds));
+  // In some ten frames not everybody has reached what he will need.
+  measureAlternatives(source, secondsLong(options.count ? seconds : secondsOfOthers), own);
 }
 
 void program(const Options& options) {
