@@ -108,7 +108,8 @@ struct Shortage {
 std::string rowOf(const Shortage& shortage, std::int64_t times, std::int64_t all) {
   return std::string(shortage.source == Source::malloc ? "`malloc` number k" : "`new` number k") +
          (shortage.extent == Extent::one ? " fails" : " and every one after it fail") + " | " +
-         std::to_string(times) + " of k = 1 to " + std::to_string(all) +
+         (times > all ? "each k" : std::to_string(times) + " k") + " from 1 to " +
+         std::to_string(all) +
          (FailingMemory::hasMalloc() ? " | no crash, the file reads"
                                      : ", under the address sanitizer | no crash, no leak");
 }

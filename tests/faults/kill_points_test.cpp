@@ -1,4 +1,6 @@
-// A recording process is killed at each call on the disk of its finish, and within each write.
+// A process is killed at each call on the disk of a recording's finish or of its repair, and within
+// each write.
+#include "VXVideoRecorder/VXRecordingRepair.h"
 #include "faults/fault_disk.h"
 #include "stress/form.h"
 #include "stress/recording_child.h"
@@ -11,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <functional>
 
 namespace vx::test {
@@ -23,14 +26,14 @@ constexpr std::uint64_t kPlaceholder = 32;  // where the write that makes the mo
 constexpr std::uint64_t kTypeBytes = 4;     // of the write that publishes a fragment
 constexpr std::uint64_t kHeaderBytes = 8;   // of the write that makes the movie plain
 
-/// Where a process dies: before call `number` of the finish, or, with `chance`, within it when it
+/// Where a process dies: before call `number`, or, with `chance`, within it when it
 /// is a write that can be cut short.
 struct Moment {
   std::size_t number = SIZE_MAX;
   std::uint64_t chance = 0;
 };
 
-/// Counts the calls of a finish, tells what they have done, and ends the process.
+/// Counts the calls once it is armed, tells what they have done, and ends the process.
 class Killer {
  public:
   Killer(const Teller& teller, Moment moment) : _teller(teller), _moment(moment) {}
@@ -113,6 +116,67 @@ TEST(KilledInTheFinish, AtWhicheverCallLeavesTheOneFormOrTheOther) {
          " calls on the disk of a finish | " + std::to_string(kills) +
          " kills | no committed frame; " + std::to_string(kills - plain) + " left fragmented, " +
          std::to_string(plain) + " final");
+}
+
+// ---- repair --------------------------------------------------------------------------------
+
+/// A recording whose last fragment is whole and was not published any more.
+Bytes brokenRecording() {
+  const Victim whole(Moment{});
+  std::size_t publication = 0;
+  bool isFinishing = false;
+  for (const Message& message : whole.recording.child.messages()) {
+    isFinishing |= message.kind == Kind::finishing;
+    if (isFinishing && message.kind == Kind::committed) break;
+    publication += message.kind == Kind::diskCall ? 1 : 0;
+  }
+  return readWholeFile(Victim({publication, 0}).recording.path());
+}
+
+/// A process that repairs and dies when told.
+struct RepairVictim {
+  RepairVictim(const Bytes& broken, Moment moment) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(broken.data()),
+               static_cast<std::streamsize>(broken.size()));
+    Child child([&](const Teller& teller) {
+      Killer killer(teller, moment);
+      killer.arm();
+      const FaultDisk disk(folder.path(), withoutWaiting(std::ref(killer)));
+      teller.tell(Kind::done, VXRecordingRepair::repairRecordingAtPath(path).has_value());
+    });
+    while (const auto message = child.next()) calls += message->kind == Kind::diskCall ? 1 : 0;
+    isDone = child.hasTold(Kind::done);
+  }
+
+  TemporaryFolder folder;
+  std::string path = folder / "broken.mp4";
+  int calls = 0;
+  bool isDone = false;
+};
+
+TEST(KilledInTheRepair, AtWhicheverCallLosesNothingAndCanBeRunAgain) {
+  Chance chance;
+  const int kills = rounds(3, 100);
+  const Bytes broken = brokenRecording();
+  const int calls = RepairVictim(broken, Moment{}).calls;
+  ASSERT_GT(calls, 5);
+  for (int i = 0; i < kills && !HasFailure(); ++i) {
+    const int number = isLongForm() ? i % calls : 1 + i * calls / kills;
+    const bool isWithin = isLongForm() ? i / calls % 2 == 1 : i % 2 == 1;
+    SCOPED_TRACE("call " + std::to_string(number + 1) + (isWithin ? ", within" : ", before"));
+    const RepairVictim victim(
+        broken, {static_cast<std::size_t>(number) + 1,
+                 isWithin ? static_cast<std::uint64_t>(chance.between(1, 1 << 20)) : 0});
+    ASSERT_FALSE(victim.isDone);
+    expectFirstFrames(victim.path, 1);
+    ASSERT_TRUE(VXRecordingRepair::repairRecordingAtPath(victim.path).has_value());
+    EXPECT_EQ(expectFirstFrames(victim.path, kFrames), kFrames);
+    EXPECT_EQ(checkMovieFile(victim.path).form, MovieForm::plain);
+  }
+  report("SIGKILL at and within each of the " + std::to_string(calls) +
+         " calls on the disk of a repair | " + std::to_string(kills) +
+         " kills | nothing: it reads as before, and the next repair completes it");
 }
 
 }  // namespace
