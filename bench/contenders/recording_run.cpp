@@ -5,6 +5,8 @@
 #include "bench/harness/plain_copy.h"
 #include "bench/harness/timing.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <optional>
 #include <thread>
@@ -94,6 +96,7 @@ RunResult recordInChild(ContenderFactory make, const FrameSource& source,
     const std::unique_ptr<Contender> contender = make();
     contender->prepare();
     source.touch();
+    ::malloc_trim(0);  // or the heap of who measured before would be there for the taking
     const std::uint64_t before = residentBytes();
     forgetPeak();
     RunResult result = recordOnce(*contender, source, options);
