@@ -95,15 +95,15 @@ Uint32 over(const Color& top, float covered, const Color& ground, float groundCo
          byte(mix(top.green, ground.green)) << 8 | byte(mix(top.blue, ground.blue));
 }
 
-/// Ground and symbol; `middle` is the symbol's.
-void paint(SDL_Surface& target, Badge::Symbol symbol, Point middle, float radius) {
+/// Ground and symbol; `middle` is the symbol's, `corner` the radius of the ground's.
+void paint(SDL_Surface& target, Badge::Symbol symbol, Point middle, float radius, float corner) {
   const Point size = {static_cast<float>(target.w), static_cast<float>(target.h)};
   const Point center = {size.x / 2, size.y / 2};
   for (int y = 0; y < target.h; ++y) {
     auto* row = reinterpret_cast<Uint32*>(static_cast<Uint8*>(target.pixels) + y * target.pitch);
     for (int x = 0; x < target.w; ++x) {
       const Point p = {static_cast<float>(x) + 0.5F, static_cast<float>(y) + 0.5F};
-      const float ground = coverage(toBox(p, center, center, size.y / 2));
+      const float ground = coverage(toBox(p, center, center, corner));
       const float sign = coverage(toSymbol(symbol, {p.x - middle.x, p.y - middle.y}, radius));
       row[x] = over(colorOf(symbol), sign, kGround, ground);
     }
@@ -121,20 +121,23 @@ SdlPointer<TTF_Font> badgeFont(int pixels) {
   throw std::runtime_error("the font DejaVu Sans is missing; install fonts-dejavu-core");
 }
 
-SdlPointer<SDL_Surface> drawBadge(const Badge& badge, TTF_Font& font) {
-  const auto text =
-      made(TTF_RenderUTF8_Blended(&font, badge.text.c_str(), kText), "text of a badge");
-  const int height = text->h * 3 / 2;
-  const int side = height / 2;  // between the ground's end and what is on it
-  const float radius = static_cast<float>(text->h) * 0.3F;
+SdlPointer<SDL_Surface> drawBadge(const Badge& badge, TTF_Font& font, int mostPixels) {
+  const int line = TTF_FontHeight(&font);
+  const int side = line * 3 / 4;  // between the ground's end and what is on it
+  const float radius = static_cast<float>(line) * 0.3F;
   const bool hasSymbol = badge.symbol != Badge::Symbol::none;
-  const int symbolWidth = hasSymbol ? static_cast<int>(radius * 2) + height / 4 : 0;
-  auto surface = made(SDL_CreateRGBSurfaceWithFormat(0, side * 2 + symbolWidth + text->w, height,
-                                                     32, SDL_PIXELFORMAT_ARGB8888),
-                      "badge");
-  const Point middle = {static_cast<float>(side) + radius, static_cast<float>(height) / 2};
-  paint(*surface, badge.symbol, middle, radius);
-  SDL_Rect place = {side + symbolWidth, (height - text->h) / 2, text->w, text->h};
+  const int symbolWidth = hasSymbol ? static_cast<int>(radius * 2) + line * 3 / 8 : 0;
+  const int room = std::max(mostPixels - side * 2 - symbolWidth, line);
+  const auto text = made(
+      TTF_RenderUTF8_Blended_Wrapped(&font, badge.text.c_str(), kText, static_cast<Uint32>(room)),
+      "text of a badge");
+  auto surface =
+      made(SDL_CreateRGBSurfaceWithFormat(0, side * 2 + symbolWidth + text->w, text->h + line / 2,
+                                          32, SDL_PIXELFORMAT_ARGB8888),
+           "badge");
+  const float middle = static_cast<float>(line) * 0.75F;  // of the first line
+  paint(*surface, badge.symbol, {static_cast<float>(side) + radius, middle}, radius, middle);
+  SDL_Rect place = {side + symbolWidth, line / 4, text->w, text->h};
   SDL_BlitSurface(text.get(), nullptr, surface.get(), &place);
   return surface;
 }

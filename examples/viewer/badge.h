@@ -18,7 +18,8 @@ struct Badge {
 /// A font for badges. Errors: throws std::runtime_error when none is installed.
 SdlPointer<TTF_Font> badgeFont(int pixels);
 
-/// Draws a badge as high as the font asks for.
-SdlPointer<SDL_Surface> drawBadge(const Badge& badge, TTF_Font& font);
+/// Draws a badge as high as the font asks for; a text for which it would become wider than
+/// `mostPixels` goes on in the next line.
+SdlPointer<SDL_Surface> drawBadge(const Badge& badge, TTF_Font& font, int mostPixels);
 
 }  // namespace viewer

@@ -58,11 +58,6 @@ void Window::set(Label& label, const Badge& badge) {
   }
   label.badge = badge;
   label.texture = nullptr;
-  if (!badge.text.empty()) {
-    const auto surface = drawBadge(badge, *_font);
-    label.texture = made(SDL_CreateTextureFromSurface(_renderer.get(), surface.get()), "texture");
-    SDL_SetTextureBlendMode(label.texture.get(), SDL_BLENDMODE_BLEND);
-  }
   touch();
 }
 
@@ -74,12 +69,20 @@ SDL_Rect Window::pictureArea(int width, int height) const {
   return {(width - shownWidth) / 2, (height - shownHeight) / 2, shownWidth, shownHeight};
 }
 
-void Window::drawLabel(const Label& label, int x, int y, bool growsUp) {
-  SDL_Rect place = {x, y, 0, 0};
-  if (SDL_QueryTexture(label.texture.get(), nullptr, nullptr, &place.w, &place.h) == 0) {
-    place.y -= growsUp ? place.h : 0;
-    SDL_RenderCopy(_renderer.get(), label.texture.get(), nullptr, &place);
+void Window::drawLabel(Label& label, int windowWidth, int y, bool growsUp) {
+  if (label.badge.text.empty()) {
+    return;
   }
+  if (!label.texture || label.windowWidth != windowWidth) {
+    const auto surface = drawBadge(label.badge, *_font, windowWidth - 2 * kMargin);
+    label.texture = made(SDL_CreateTextureFromSurface(_renderer.get(), surface.get()), "texture");
+    label.windowWidth = windowWidth;
+    SDL_SetTextureBlendMode(label.texture.get(), SDL_BLENDMODE_BLEND);
+  }
+  SDL_Rect place = {kMargin, y, 0, 0};
+  SDL_QueryTexture(label.texture.get(), nullptr, nullptr, &place.w, &place.h);
+  place.y -= growsUp ? place.h : 0;
+  SDL_RenderCopy(_renderer.get(), label.texture.get(), nullptr, &place);
 }
 
 void Window::present() {
@@ -95,8 +98,8 @@ void Window::present() {
     const SDL_Rect area = pictureArea(width, height);
     SDL_RenderCopy(_renderer.get(), _picture.get(), nullptr, &area);
   }
-  drawLabel(_state, kMargin, kMargin, false);
-  drawLabel(_message, kMargin, height - kMargin, true);
+  drawLabel(_state, width, kMargin, false);
+  drawLabel(_message, width, height - kMargin, true);
   SDL_RenderPresent(_renderer.get());
 }
 

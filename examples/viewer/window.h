@@ -29,11 +29,12 @@ class Window {
   struct Label {
     Badge badge;
     SdlPointer<SDL_Texture> texture;
+    int windowWidth = 0;  // that it was drawn for
   };
   void set(Label& label, const Badge& badge);
   void fitWindow(const Picture& picture);
   SDL_Rect pictureArea(int width, int height) const;
-  void drawLabel(const Label& label, int x, int y, bool growsUp);
+  void drawLabel(Label& label, int windowWidth, int y, bool growsUp);
 
   SdlPointer<SDL_Window> _window;
   SdlPointer<SDL_Renderer> _renderer;
