@@ -180,13 +180,32 @@ TEST_F(PixelBufferPool, UseOfAStandAloneBufferDropsIdleBuffersToo) {
   EXPECT_EQ(idleBuffers(), 0u);
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+// Sanitizers keep books of memory in memory.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 std::size_t residentPages() {
   std::size_t all = 0;
   std::size_t resident = 0;
   std::ifstream("/proc/self/statm") >> all >> resident;
   return resident;
+}
+
+// Only there the system can put large pages.
+TEST_F(PixelBufferPool, LargeBuffersBeginAtAMultipleOfALargePage) {
+  const Pool pool = poolOf(1000, 1000);
+  std::vector<PixelBuffer> buffers;
+  for (int i = 0; i < 4; ++i) {
+    buffers.push_back(drawn(pool));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rowOf(buffers.back(), 0)) % (2u << 20), 0u);
+  }
+}
+
+TEST_F(PixelBufferPool, NoLargePageIsTakenForALittleOfIt) {
+  const std::size_t before = residentPages();
+  const Pool pool = poolOf(1280, 410);  // 2 MiB and 2048 bytes
+  const PixelBuffer buffer = drawn(pool);
+  std::memset(rowOf(buffer, 0), 1, 1280 * 410 * 4);
+  EXPECT_LT(residentPages(), before + 3 * 512 / 2);
 }
 
 // A heap would keep it below what was allocated later.
