@@ -3,6 +3,7 @@
 #include "c_recorder.h"
 #include "support/guarded_bytes.h"
 #include "support/media_reader.h"
+#include "support/pixel_formats.h"
 #include "support/sound.h"
 
 using CFrames = CRecorderTest;
@@ -102,6 +103,15 @@ TEST_F(CFrames, NeedARecorderAndAStruct) {
   EXPECT_EQ(vx_recorder_append_frame(nullptr, nullptr), VX_INVALID_ARGUMENT);
   EXPECT_EQ(vx_recorder_append_frame(recorder, nullptr), VX_INVALID_ARGUMENT);
   EXPECT_EQ(vx_recorder_wait_for_room(nullptr, 0), VX_INVALID_ARGUMENT);
+}
+
+TEST(CPixelFormats, HaveANameEach) {
+  EXPECT_THAT(kAllPixelFormats, testing::UnorderedElementsAre(
+                                    VX_PIXEL_FORMAT_420, VX_PIXEL_FORMAT_BGRA, VX_PIXEL_FORMAT_ARGB,
+                                    VX_PIXEL_FORMAT_RGBA, VX_PIXEL_FORMAT_ABGR, VX_PIXEL_FORMAT_RGB,
+                                    VX_PIXEL_FORMAT_BGR, VX_PIXEL_FORMAT_UYVY, VX_PIXEL_FORMAT_YUYV,
+                                    VX_PIXEL_FORMAT_GRAY))
+      << "capi.h names every format that the recorder takes";
 }
 
 TEST_F(CFrames, AreAsLongAsTheRecorderSays) {

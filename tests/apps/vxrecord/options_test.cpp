@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/pixel_formats.h"
+
 namespace vxrecord {
 namespace {
 
@@ -129,6 +131,18 @@ TEST(PixelFormat, NamesCodesAndConstantsAreTaken) {
   EXPECT_EQ(pixelFormatNamed("yuvs")->code, vx::kCVPixelFormatType_422YpCbCr8_yuvs);
   EXPECT_FALSE(pixelFormatNamed("nv12"));
   EXPECT_FALSE(pixelFormatNamed(""));
+}
+
+TEST(PixelFormat, EveryOneOfTheRecorderIsTaken) {
+  for (const vx::OSType code : kAllPixelFormats) {
+    std::string characters;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+      characters += static_cast<char>(code >> shift);
+    }
+    const auto format = pixelFormatNamed(characters);
+    ASSERT_TRUE(format) << nameOfPixelFormat(code) << " is missing in pixel_format.cpp";
+    EXPECT_EQ(format->code, code);
+  }
 }
 
 TEST(PixelFormat, EveryNameInTheListIsTaken) {
