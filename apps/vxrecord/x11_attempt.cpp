@@ -1,6 +1,8 @@
 #include "x11_attempt.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -21,9 +23,19 @@ X11Answer connectTo(const std::string& display) {
   return answer;
 }
 
+// Where the environment does not name the file with a person's rights, libXau puts its usual name
+// together in one buffer for all threads.
+void nameAuthorityFile() {
+  if (const char* home = std::getenv("HOME")) {
+    setenv("XAUTHORITY", (std::string(home) + "/.Xauthority").c_str(), 0);
+  }
+}
+
 }  // namespace
 
 X11Attempt::X11Attempt(const std::string& display) {
+  static std::once_flag isNamed;
+  std::call_once(isNamed, nameAuthorityFile);
   std::promise<X11Answer> promise;
   _answer = promise.get_future();
   const SignalsBlocked blocked;
