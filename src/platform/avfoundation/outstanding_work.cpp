@@ -22,18 +22,25 @@ struct Ledger {
 
 thread_local int workDepth = 0;
 
+Ledger& ledger();
+
+// What a parent was at when a process was forked is done by the parent's threads: a child begins
+// with nothing. The lock is held meanwhile, for the child would inherit it from a thread it has
+// not.
+void beforeFork() { ledger().mutex.lock(); }
+void afterForkInParent() { ledger().mutex.unlock(); }
+void afterForkInChild() {
+  ledger().outstanding = 0;
+  ledger().mutex.unlock();
+}
+
 // Never destroyed: threads may still use it while the process ends. Made in place: a writer that is
 // let go of must not depend on free memory.
-alignas(Ledger) std::byte ledgerPlace[sizeof(Ledger)];
-
-/// What a parent was at when a process was forked is done by the parent's threads, and one of those
-/// may have held the lock at that moment: a child begins with a ledger of its own.
-void beginAnewInChild() { new (ledgerPlace) Ledger; }
-
 Ledger& ledger() {
+  alignas(Ledger) static std::byte place[sizeof(Ledger)];
   static Ledger* const instance = [] {
-    pthread_atfork(nullptr, nullptr, beginAnewInChild);
-    return new (ledgerPlace) Ledger;
+    pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+    return new (place) Ledger;
   }();
   return *instance;
 }
