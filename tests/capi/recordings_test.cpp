@@ -16,6 +16,16 @@ vx_recording_info inspect(const std::string& path) {
   return info;
 }
 
+/// A copy of the recording as it is on the disk once its first picture was published: what a crash
+/// would leave.
+std::string copyOnceAPictureIsIn(const std::string& recording) {
+  const std::string copy = recording + ".copy";
+  do {
+    std::filesystem::copy_file(recording, copy, std::filesystem::copy_options::overwrite_existing);
+  } while (inspect(copy).video_samples == 0);
+  return copy;
+}
+
 }  // namespace
 
 TEST_F(CRecordings, AreWholeOnceTheyAreDone) {
@@ -89,11 +99,7 @@ TEST_F(CRecordings, AreReadToTheLastByteOnlyWhenAskedTo) {
 TEST_F(CRecordings, ThatWereBrokenOffTellTheBytesThatAreTorn) {
   ASSERT_EQ(append(0), VX_OK);
   ASSERT_EQ(append(40), VX_OK);
-  const std::string copy = folder / "copy.mp4";
-  do {
-    std::filesystem::copy_file(folder / "c.mp4", copy,
-                               std::filesystem::copy_options::overwrite_existing);
-  } while (inspect(copy).video_samples == 0);
+  const std::string copy = copyOnceAPictureIsIn(folder / "c.mp4");
   const std::uint64_t before = inspect(copy).torn_bytes;
   std::ofstream(copy, std::ios::app) << "torn off";
   EXPECT_EQ(inspect(copy).torn_bytes, before + 8);
@@ -102,12 +108,7 @@ TEST_F(CRecordings, ThatWereBrokenOffTellTheBytesThatAreTorn) {
 TEST_F(CRecordings, ThatWereBrokenOffAreCompleted) {
   ASSERT_EQ(append(0), VX_OK);
   ASSERT_EQ(append(40), VX_OK);
-  const std::string copy = folder / "copy.mp4";
-  // What is on the disk once the first picture was published is what a crash would leave.
-  do {
-    std::filesystem::copy_file(folder / "c.mp4", copy,
-                               std::filesystem::copy_options::overwrite_existing);
-  } while (inspect(copy).video_samples == 0);
+  const std::string copy = copyOnceAPictureIsIn(folder / "c.mp4");
   EXPECT_EQ(inspect(copy).state, VX_RECORDING_INTERRUPTED);
   bool isChanged = false;
   EXPECT_EQ(vx_recording_repair(copy.c_str(), &isChanged), VX_OK) << vx_last_error();
