@@ -5,6 +5,7 @@ set(CPACK_PACKAGE_CONTACT "VXVideoRecorder maintainers <maintainers@users.norepl
     CACHE STRING "Name and address of whoever maintains the packages")
 set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/remove-search-path.cmake")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

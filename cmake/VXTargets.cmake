@@ -42,11 +42,10 @@ function(vx_install_program target)
   if(NOT VX_INSTALL)
     return()
   endif()
-  # Below /usr the system finds the library; elsewhere the program finds it beside itself.
-  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-    file(RELATIVE_PATH libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
-  endif()
+  # Where it is installed to is known only then, so it always looks for the library beside itself.
+  # The Debian packages do without (packaging/remove-search-path.cmake).
+  file(RELATIVE_PATH libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
   install(TARGETS ${target} COMPONENT tools)
   set(folder "${CMAKE_CURRENT_SOURCE_DIR}")
   file(GLOB pages CONFIGURE_DEPENDS "${folder}/${target}.1" "${folder}/man/${target}.1")
