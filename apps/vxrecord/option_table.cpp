@@ -116,7 +116,7 @@ std::vector<OptionEntry> talkOptions() {
            [](Line& line, Text) { ++line.verbosity; }),
       flag("--list-encoders", "",
            "list the encoders that --encoder takes, and whether this machine can use them; with -v "
-           "before it also what their licences ask",
+           "also what their licences ask",
            [](Line& line, Text) { line.command.action = Action::listEncoders; }),
       flag("--list-displays", "", "list the X displays that can be recorded, with their sizes",
            [](Line& line, Text) { line.command.action = Action::listDisplays; }),

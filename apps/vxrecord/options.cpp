@@ -37,19 +37,23 @@ class Parser {
 }
 
 Command Parser::parse() {
+  using Action = Command::Action;
+  const Action& action = _line.command.action;
   while (_next < _words.size()) {
     takeWord(_words[_next++]);
-    if (_line.command.action != Command::Action::record) {
-      joinTalk();
+    // Who asks for help need not have got the rest right.
+    if (action == Action::showHelp || action == Action::showVersion) {
       return _line.command;
     }
   }
-  if (!_hasInput) {
-    throw UsageError(
-        "no input given; name a file, x11:DISPLAY or test:WxH@FPS (vxrecord --help tells more)");
-  }
   joinTalk();
-  joinPause();
+  if (action == Action::record) {
+    if (!_hasInput) {
+      throw UsageError(
+          "no input given; name a file, x11:DISPLAY or test:WxH@FPS (vxrecord --help tells more)");
+    }
+    joinPause();
+  }
   return _line.command;
 }
 

@@ -96,6 +96,12 @@ TEST(Options, ListsNeedNoInput) {
   EXPECT_EQ(parseCommandLine({"--list-encoders"}).action, Command::Action::listEncoders);
 }
 
+TEST(Options, ListsHeedWhatStandsAroundThem) {
+  EXPECT_EQ(parsed({"--list-encoders", "-v"}).talk, Talk::verbose);
+  EXPECT_EQ(parsed({"-v", "--list-encoders"}).talk, Talk::verbose);
+  EXPECT_THROW(parsed({"--list-encoders", "--nonsense"}), UsageError);
+}
+
 TEST(Options, EncoderIsTheBuildsUnlessNamed) {
   EXPECT_FALSE(parsed({"a"}).encoder);
   EXPECT_EQ(parsed({"--encoder", "auto", "a"}).encoder, "auto");
