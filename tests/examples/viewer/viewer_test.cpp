@@ -146,6 +146,35 @@ TEST_F(ViewerTest, SymbolsShowTheState) {
   EXPECT_TRUE(waitForPixels(kBars, false));
 }
 
+/// A film of pictures of 160x120, five a second.
+std::string filmOf(const std::string& seconds, const TemporaryFolder& folder) {
+  const std::string path = folder / "film.mkv";
+  runProgram({"ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i",
+              "testsrc=size=160x120:rate=5:duration=" + seconds, path});
+  return path;
+}
+
+TEST_F(ViewerTest, RecordsAFileAsItPlays) {
+  start(filmOf("60", folder));
+  press("r");
+  ASSERT_TRUE(waitForTitle("recording 00:01"));
+  press("r");
+  ASSERT_TRUE(waitForLine("saved "));
+  const std::vector<Picture> pictures = decodePictures(told("saved"));
+  EXPECT_GE(pictures.size(), 3u);
+  EXPECT_EQ(pictures.back().width, 160);
+}
+
+TEST_F(ViewerTest, LastPictureOfAFileCanStillBeRecorded) {
+  start(filmOf("0.4", folder));
+  ASSERT_TRUE(waitForLine("the stream is over"));
+  press("r");
+  ASSERT_TRUE(waitForTitle("recording 00:01"));
+  press("r");
+  ASSERT_TRUE(waitForLine("saved "));
+  EXPECT_GE(readFile(told("saved")).video().durationMs, 1000);
+}
+
 TEST_F(ViewerTest, RecordsAnotherDisplay) {
   const VirtualDisplay stage("320x200");
   const Program gears({"glxgears", "-display", stage.name(), "-geometry", "320x200+0+0"});
