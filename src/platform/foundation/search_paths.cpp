@@ -6,6 +6,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
@@ -72,14 +73,19 @@ std::string absoluteFromEnvironment(const char* name) {
   return value != nullptr && value[0] == '/' ? withoutClosingSeparators(value) : std::string();
 }
 
+// Of the accounts' entries, which may be longer than what the system suggests for them.
 std::string homeFromAccount() {
-  long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-  std::string buffer(size > 0 ? static_cast<std::size_t>(size) : 16384, '\0');
-  passwd entry{};
-  passwd* found = nullptr;
-  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 &&
-      found != nullptr && found->pw_dir != nullptr && found->pw_dir[0] == '/') {
-    return withoutClosingSeparators(found->pw_dir);
+  constexpr std::size_t kLongestEntry = std::size_t{1} << 20;
+  for (std::size_t size = 1024; size <= kLongestEntry; size *= 2) {
+    std::string buffer(size, '\0');
+    passwd entry{};
+    passwd* found = nullptr;
+    const int failure = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
+    if (failure == ERANGE) {
+      continue;
+    }
+    const bool hasHome = failure == 0 && found && found->pw_dir && found->pw_dir[0] == '/';
+    return hasHome ? withoutClosingSeparators(found->pw_dir) : "/";
   }
   return "/";
 }
