@@ -1,5 +1,8 @@
 #include "platform/avfoundation/aac.h"
 
+#include "platform/avfoundation/bitstream/bits.h"
+#include "platform/avfoundation/bitstream/descriptor_tags.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -18,46 +21,6 @@ constexpr std::uint32_t kSpectralBandReplication = 5;
 constexpr std::uint32_t kParametricStereo = 29;
 constexpr std::uint32_t kEscapedObjectType = 31;
 constexpr double kLargestRate = 0xFFFFFF;  // 24 bits
-
-class BitWriter {
- public:
-  void put(std::uint32_t value, int bits) {
-    for (int bit = bits - 1; bit >= 0; --bit) {
-      if (_used % 8 == 0) {
-        _bytes.push_back(0);
-      }
-      _bytes.back() |= static_cast<std::uint8_t>((value >> bit & 1) << (7 - _used % 8));
-      ++_used;
-    }
-  }
-  std::vector<std::uint8_t> take() { return std::move(_bytes); }
-
- private:
-  std::vector<std::uint8_t> _bytes;
-  int _used = 0;
-};
-
-/// Reads zeros behind the end and remembers that it did.
-class BitReader {
- public:
-  explicit BitReader(std::span<const std::uint8_t> bytes) : _bytes(bytes) {}
-  std::uint32_t get(int bits) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < bits; ++i, ++_at) {
-      const bool inside = _at / 8 < _bytes.size();
-      const std::uint32_t bit = inside ? _bytes[_at / 8] >> (7 - _at % 8) & 1 : 0;
-      value = value << 1 | bit;
-      _overrun = _overrun || !inside;
-    }
-    return value;
-  }
-  bool overrun() const { return _overrun; }
-
- private:
-  std::span<const std::uint8_t> _bytes;
-  std::size_t _at = 0;
-  bool _overrun = false;
-};
 
 void putRate(BitWriter& bits, std::uint32_t rate) {
   const auto found = std::find(kSampleRates.begin(), kSampleRates.end(), rate);
@@ -156,11 +119,6 @@ std::optional<AudioSpecificConfig> parseAudioSpecificConfig(std::span<const std:
 
 namespace {
 
-// Descriptor tags of ISO/IEC 14496-1, 7.2.2.1.
-constexpr std::uint8_t kESDescriptor = 3;
-constexpr std::uint8_t kDecoderConfigDescriptor = 4;
-constexpr std::uint8_t kDecoderSpecificInfo = 5;
-
 /// The contents of the descriptor that begins here, if it has this tag.
 std::span<const std::uint8_t> descriptorBody(std::span<const std::uint8_t> bytes,
                                              std::uint8_t tag) {
@@ -189,17 +147,17 @@ std::span<const std::uint8_t> configInCookie(std::span<const std::uint8_t> cooki
   constexpr std::size_t kVersionAndFlags = 4;
   const bool isBoxPayload = cookie.size() > kVersionAndFlags && cookie[0] == 0 && cookie[1] == 0 &&
                             cookie[2] == 0 && cookie[3] == 0 &&
-                            cookie[kVersionAndFlags] == kESDescriptor;
+                            cookie[kVersionAndFlags] == kEsDescriptorTag;
   const auto descriptor = isBoxPayload ? cookie.subspan(kVersionAndFlags) : cookie;
   // An AudioSpecificConfig can begin with the byte 3 only as an object type that is not AAC.
-  const auto stream = descriptorBody(descriptor, kESDescriptor);
+  const auto stream = descriptorBody(descriptor, kEsDescriptorTag);
   if (stream.empty()) {
     return cookie;
   }
   constexpr std::size_t kESIdAndFlags = 3;
   constexpr std::size_t kDecoderConfigFields = 13;
-  const auto decoder = descriptorBody(skip(stream, kESIdAndFlags), kDecoderConfigDescriptor);
-  return descriptorBody(skip(decoder, kDecoderConfigFields), kDecoderSpecificInfo);
+  const auto decoder = descriptorBody(skip(stream, kESIdAndFlags), kDecoderConfigTag);
+  return descriptorBody(skip(decoder, kDecoderConfigFields), kDecoderSpecificInfoTag);
 }
 
 bool hasAdtsSyncWord(std::span<const std::uint8_t> bytes) {

@@ -2,6 +2,7 @@
 #include "platform/avfoundation/file_asset_writer.h"
 #include "platform/avfoundation/outstanding_work.h"
 #include "platform/avfoundation/queueing_input.h"
+#include "platform/avfoundation/session_time.h"
 
 #include <future>
 #include <new>
@@ -117,12 +118,12 @@ void FileAssetWriter::endSessionAtSourceTime(CMTime endTime) {
   if (CMTIME_IS_INVALID(_sessionStart)) {
     raiseWrongUse("A session must be started before it can end");
   }
-  if (!CMTIME_IS_NUMERIC(endTime)) {
+  constexpr CMTimeScale kMilliseconds = 1000;
+  const std::optional<std::int64_t> endMs = ticksSince(_sessionStart, endTime, kMilliseconds);
+  if (!endMs) {
     raiseInvalidArgument("A session ends at a numeric time");
   }
-  constexpr CMTimeScale kMilliseconds = 1000;
-  _sessionEndMs = CMTimeConvertScale(endTime, kMilliseconds).value -
-                  CMTimeConvertScale(_sessionStart, kMilliseconds).value;
+  _sessionEndMs = endMs;
 }
 
 void FileAssetWriter::finishWritingWithCompletionHandler(std::function<void()> handler) {

@@ -1,5 +1,6 @@
 // Inputs: what a host appends to.
 #include "platform/avfoundation/queueing_input.h"
+#include "platform/avfoundation/session_time.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,15 +15,10 @@ constexpr CMTimeScale kVideoTimescale = 1000;
   throw NSException(NSInternalInconsistencyException, what);
 }
 
-std::int64_t inMilliseconds(CMTime time) { return CMTimeConvertScale(time, kVideoTimescale).value; }
-
 std::uint32_t durationInMilliseconds(CMTime duration) {
-  if (!CMTIME_IS_NUMERIC(duration)) {
-    return 0;
-  }
   constexpr std::int64_t kLongest = std::numeric_limits<std::uint32_t>::max();
-  return static_cast<std::uint32_t>(
-      std::clamp<std::int64_t>(inMilliseconds(duration), 0, kLongest));
+  const std::int64_t durationMs = ticksOf(duration, kVideoTimescale).value_or(0);
+  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(durationMs, 0, kLongest));
 }
 
 bool asksForKeyFrame(CMSampleBufferRef sample) {
@@ -115,13 +111,14 @@ bool VideoInput::appendSampleBuffer(CMSampleBufferRef sampleBuffer) {
     return false;
   }
   const CVPixelBufferRef image = CMSampleBufferGetImageBuffer(sampleBuffer);
-  const CMTime time = CMSampleBufferGetPresentationTimeStamp(sampleBuffer);
-  if (!image || !CMTIME_IS_NUMERIC(time)) {
+  const std::optional<std::int64_t> timeMs = ticksSince(
+      _sessionStart, CMSampleBufferGetPresentationTimeStamp(sampleBuffer), kVideoTimescale);
+  if (!image || !timeMs) {
     return false;
   }
   QueuedPicture picture;
   picture.buffer = CFRef<CVPixelBufferRef>::retain(image);
-  picture.timeMs = inMilliseconds(time) - inMilliseconds(_sessionStart);
+  picture.timeMs = *timeMs;
   picture.durationMs = durationInMilliseconds(CMSampleBufferGetDuration(sampleBuffer));
   picture.forceKeyFrame = asksForKeyFrame(sampleBuffer);
   return _core->append(std::move(picture));

@@ -1,6 +1,7 @@
 #include "platform/avfoundation/audio_reader.h"
 
 #include "platform/avfoundation/aac.h"
+#include "platform/avfoundation/session_time.h"
 #include "platform/coremedia/sample_buffer.h"
 
 #include <algorithm>
@@ -18,9 +19,6 @@ constexpr double kHighestRate = 0xFFFFFF;  // what an AudioSpecificConfig can te
 // AAC takes at most 6144 bits a channel (ISO/IEC 14496-3, 4.5.3), and 48 channels at most: what is
 // longer than this is no access unit.
 constexpr std::size_t kLongestAccessUnit = 65536;
-// Times farther from the session's start than a lifetime come from a broken clock; sums of those
-// nearer cannot overflow.
-constexpr std::int64_t kFarthestSeconds = std::int64_t{1} << 31;
 
 Bytes dataOf(CMSampleBufferRef buffer) {
   const CMBlockBufferRef block = CMSampleBufferGetDataBuffer(buffer);
@@ -96,12 +94,9 @@ std::uint32_t trimOf(CMSampleBufferRef buffer, std::uint32_t sampleRate) {
     return 0;
   }
   const CMTime trim = CMTimeMakeFromDictionary(*attachment->dictionary());
-  if (!CMTIME_IS_NUMERIC(trim)) {
-    return 0;
-  }
-  const CMTime inFrames = CMTimeConvertScale(trim, static_cast<CMTimeScale>(sampleRate));
+  const std::int64_t frames = ticksOf(trim, static_cast<CMTimeScale>(sampleRate)).value_or(0);
   return static_cast<std::uint32_t>(
-      std::clamp<std::int64_t>(inFrames.value, 0, std::numeric_limits<std::uint32_t>::max()));
+      std::clamp<std::int64_t>(frames, 0, std::numeric_limits<std::uint32_t>::max()));
 }
 
 // ---- the access units ----------------------------------------------------------------------
@@ -135,25 +130,11 @@ std::vector<Bytes> accessUnits(Bytes part) {
   return aac::hasAdtsSyncWord(part) ? aac::accessUnitsInAdts(part) : std::vector<Bytes>{part};
 }
 
-/// Since the session's start; absent for a time that no clock tells.
-std::optional<std::int64_t> ticksSince(CMTime start, CMTime time, std::uint32_t sampleRate) {
-  const auto scale = static_cast<CMTimeScale>(sampleRate);
-  const CMTime converted = CMTimeConvertScale(time, scale);
-  const CMTime convertedStart = CMTimeConvertScale(start, scale);
-  const std::int64_t farthest = kFarthestSeconds * sampleRate;
-  const auto isNear = [farthest](CMTime t) {
-    return CMTIME_IS_NUMERIC(t) && t.value >= -farthest && t.value <= farthest;
-  };
-  if (!isNear(converted) || !isNear(convertedStart)) {
-    return std::nullopt;
-  }
-  return converted.value - convertedStart.value;
-}
-
 bool readUnits(CMSampleBufferRef buffer, Bytes data, const Format& format, CMTime sessionStart,
                std::vector<CodedAudioUnit>& out) {
   for (const TimedBytes& part : timedParts(buffer, data)) {
-    const auto start = ticksSince(sessionStart, part.time, format.sampleRate);
+    const auto start =
+        ticksSince(sessionStart, part.time, static_cast<CMTimeScale>(format.sampleRate));
     const std::vector<Bytes> units = accessUnits(part.bytes);
     if (!start || units.empty()) {
       return false;

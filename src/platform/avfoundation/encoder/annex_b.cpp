@@ -1,5 +1,7 @@
 #include "platform/avfoundation/encoder/annex_b.h"
 
+#include "platform/avfoundation/bitstream/big_endian.h"
+
 #include <algorithm>
 #include <array>
 
@@ -50,9 +52,8 @@ void AnnexBReader::take(std::span<const std::uint8_t> unit) {
       _hasKeyFrame = true;
       break;
   }
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    _sample.push_back(static_cast<std::uint8_t>(unit.size() >> shift));
-  }
+  const auto length = bigEndian(static_cast<std::uint32_t>(unit.size()));
+  _sample.insert(_sample.end(), length.begin(), length.end());
   _sample.insert(_sample.end(), unit.begin(), unit.end());
 }
 

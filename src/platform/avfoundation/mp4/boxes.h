@@ -118,6 +118,7 @@ void write_esds(ByteStream& stream, const AudioSampleEntry& entry);
 void write_trex(ByteStream& stream, std::uint32_t trackId);
 /// ISO/IEC 14496-12, 8.8.5
 void write_mfhd(ByteStream& stream, std::uint32_t sequenceNumber);
+inline constexpr std::uint32_t kDefaultBaseIsMoof = 0x020000;
 /// Offsets count from the `moof`. ISO/IEC 14496-12, 8.8.7
 void write_tfhd(ByteStream& stream, std::uint32_t trackId);
 /// ISO/IEC 14496-12, 8.8.12
@@ -128,6 +129,9 @@ struct RunSample {
   std::uint32_t sizeBytes = 0;
   bool isKeyFrame = true;
 };
+/// The data offset, and of each sample its duration, size and flags.
+inline constexpr std::uint32_t kRunFlags = 0x000001 | 0x000100 | 0x000200 | 0x000400;
+inline constexpr std::uint32_t kIsNoSyncSample = 0x00010000;  // among a sample's flags
 /// Returns where the data offset stands, for when it is known. ISO/IEC 14496-12, 8.8.8
 std::uint64_t write_trun(ByteStream& stream, std::span<const RunSample> samples);
 
@@ -137,7 +141,9 @@ struct FragmentChecksums {
   std::uint32_t mdat = 0;
 };
 inline constexpr std::string_view kChecksumTag = "crcC";
-/// Padded so that with it `bytesBefore` becomes a multiple of 8.
+/// A fragment begins at a multiple of this, so that its type lies within one sector of a disk.
+inline constexpr std::uint64_t kFragmentAlignment = 8;
+/// Padded so that with it `bytesBefore` becomes such a multiple.
 void write_checksums(ByteStream& stream, const FragmentChecksums& checksums,
                      std::uint64_t bytesBefore);
 

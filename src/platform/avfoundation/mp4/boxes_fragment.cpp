@@ -4,12 +4,9 @@ namespace vx::mp4 {
 
 namespace {
 
-constexpr std::uint32_t kDefaultBaseIsMoof = 0x020000;
-constexpr std::uint32_t kRunFlags = 0x000001 | 0x000100 | 0x000200 | 0x000400;
-
 // ISO/IEC 14496-12, 8.8.3.1
-constexpr std::uint32_t kSyncSampleFlags = 0x02000000;     // depends on no other
-constexpr std::uint32_t kNonSyncSampleFlags = 0x01010000;  // depends on others, is no sync sample
+constexpr std::uint32_t kSyncSampleFlags = 0x02000000;                       // depends on no other
+constexpr std::uint32_t kNonSyncSampleFlags = 0x01000000 | kIsNoSyncSample;  // depends on others
 
 }  // namespace
 
@@ -58,7 +55,7 @@ void write_checksums(ByteStream& stream, const FragmentChecksums& checksums,
   stream.putText(kChecksumTag);
   stream.put32(checksums.moof);
   stream.put32(checksums.mdat);
-  while ((bytesBefore + stream.position() - start) % 8 != 0) stream.put8(0);
+  while ((bytesBefore + stream.position() - start) % kFragmentAlignment != 0) stream.put8(0);
 }
 
 }  // namespace vx::mp4

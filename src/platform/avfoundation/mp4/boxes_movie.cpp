@@ -16,6 +16,7 @@ constexpr std::uint32_t kDataInSameFile = 1;
 
 std::int32_t fixed16(double value) {
   const double scaled = std::round(value * kFixedOne);
+  if (std::isnan(scaled)) return 0;
   return static_cast<std::int32_t>(std::clamp(scaled, -2147483648.0, 2147483647.0));
 }
 

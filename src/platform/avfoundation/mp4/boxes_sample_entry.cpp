@@ -1,5 +1,10 @@
+#include "platform/avfoundation/bitstream/descriptor_tags.h"
+#include "platform/avfoundation/bitstream/nal_unit.h"
+#include "platform/avfoundation/bitstream/sps.h"
 #include "platform/avfoundation/mp4/boxes.h"
-#include "platform/avfoundation/mp4/sps_format.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace vx::mp4 {
 
@@ -10,15 +15,13 @@ constexpr std::uint8_t kNalLengthBytes = 4;
 constexpr std::uint16_t kDataReferenceIndex = 1;
 constexpr std::size_t kSpsHeaderBytes = 4;  // NAL header, profile, constraints, level
 
-constexpr std::uint8_t kEsDescriptorTag = 3;
-constexpr std::uint8_t kDecoderConfigTag = 4;
-constexpr std::uint8_t kDecoderSpecificInfoTag = 5;
-constexpr std::uint8_t kSyncLayerConfigTag = 6;
 constexpr std::uint8_t kObjectTypeAac = 0x40;
 constexpr std::uint8_t kAudioStream = 0x05 << 2 | 1;  // type, upstream flag, reserved bit
 constexpr std::uint8_t kSyncLayerForFiles = 2;
 
 void putParameterSet(ByteStream& stream, std::span<const std::uint8_t> set) {
+  if (set.size() > std::numeric_limits<std::uint16_t>::max())
+    stream.failTooLarge("a parameter set over 64 KiB");
   stream.put16(static_cast<std::uint16_t>(set.size()));
   stream.putBytes(set);
 }
@@ -77,7 +80,7 @@ void write_avcC(ByteStream& stream, const ParameterSets& parameterSets) {
   stream.put8(1);
   putParameterSet(stream, parameterSets.pps);
   if (!profileHasFormat(sps[1])) return;
-  const SpsFormat format = readSpsFormat(sps);
+  const SpsFormat format = readSps(payloadOf(sps)).format;
   stream.put8(static_cast<std::uint8_t>(0xFC | format.chromaFormat));
   stream.put8(static_cast<std::uint8_t>(0xF8 | (format.bitDepthLuma - 8)));
   stream.put8(static_cast<std::uint8_t>(0xF8 | (format.bitDepthChroma - 8)));

@@ -1,6 +1,7 @@
 #include "platform/avfoundation/mp4/byte_stream.h"
 
 #include "VXVideoRecorder/platform/AVFoundation.h"
+#include "platform/avfoundation/bitstream/big_endian.h"
 
 #include <array>
 #include <limits>
@@ -17,11 +18,6 @@ Status tooLarge(const std::string& what) {
   return NSError(AVFoundationErrorDomain, AVErrorUnknown,
                  "The recording has grown beyond what an MP4 file can describe (" + what +
                      "). Record in several files.");
-}
-
-std::array<std::uint8_t, 4> bigEndian(std::uint32_t value) {
-  return {static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
-          static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
 }
 
 }  // namespace

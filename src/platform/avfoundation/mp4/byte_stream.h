@@ -18,6 +18,9 @@ constexpr std::uint32_t fourCC(std::string_view text) {
   return code;
 }
 
+/// Size and type; what a box has before its contents.
+inline constexpr std::uint64_t kBoxHeaderBytes = 8;
+
 /// Bytes in the order of the file. In memory, or, for tables as long as a day's recording, handed
 /// on in pieces so that they never stand in memory as a whole. After the first failure nothing more
 /// is put; `finish` tells.

@@ -12,12 +12,6 @@ namespace vx::mp4 {
 
 namespace {
 
-std::string folderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 std::string quoted(const std::string& text) { return "\"" + text + "\""; }
 
 bool isFolder(const std::string& path) {
@@ -52,6 +46,12 @@ Status existsError(const std::string& path) {
 }
 
 }  // namespace
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
 
 Status creationError(int error, const std::string& path) {
   if (meansOutOfSpace(error)) return outOfSpace(error, path);

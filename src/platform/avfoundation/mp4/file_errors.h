@@ -7,6 +7,9 @@
 
 namespace vx::mp4 {
 
+/// The folder that the path names the file in.
+std::string folderOf(const std::string& path);
+
 /// Why the file could not be created.
 Status creationError(int error, const std::string& path);
 /// Why it could not be written.

@@ -6,8 +6,6 @@ namespace vx::mp4 {
 
 namespace {
 
-constexpr std::uint32_t kBoxHeaderBytes = 8;
-
 // Returns where the run's data offset stands.
 std::uint64_t write_traf(ByteStream& stream, const PendingTrack& track) {
   Box traf(stream, "traf");

@@ -7,7 +7,6 @@ namespace vx::mp4 {
 namespace {
 
 constexpr std::uint64_t kTypeOffset = 4;
-constexpr std::size_t kBoxHeaderBytes = 8;
 
 std::vector<std::uint8_t> typeBytes(std::string_view type) { return {type.begin(), type.end()}; }
 

@@ -11,8 +11,6 @@ namespace vx::mp4 {
 
 namespace {
 
-constexpr std::size_t kBoxHeaderBytes = 8;
-constexpr std::size_t kAlignment = 8;
 constexpr std::int16_t kFullVolume = 0x100;
 constexpr std::int16_t kAudioGroup = 1;
 
@@ -169,8 +167,8 @@ TableSizes sizeOf(const SampleIndex& index) {
 }
 
 void padToAlignment(ByteStream& stream) {
-  const std::size_t over = stream.position() % kAlignment;
-  if (over != 0) write_free(stream, kAlignment - over);
+  const std::size_t over = stream.position() % kFragmentAlignment;
+  if (over != 0) write_free(stream, kFragmentAlignment - over);
 }
 
 void write_head_moov(ByteStream& stream, const VideoTrackDescription& video, bool reserveAudio,

@@ -1,6 +1,7 @@
 // The file that a recording is written to, with what the commit order needs of it and no more.
 #pragma once
 
+#include "platform/foundation/file_descriptor.h"
 #include "platform/foundation/status.h"
 
 #include <cstdint>
@@ -39,7 +40,7 @@ bool isOutOfSpace(const Status& status);
 /// Creates the file at `path`, which must not exist, and locks it.
 Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out);
 
-/// The file at `path` behind an open descriptor, which this takes over, also when it throws.
-std::unique_ptr<OutputFile> adoptPosixFile(int descriptor, const std::string& path);
+/// The file at `path` behind an open descriptor.
+std::unique_ptr<OutputFile> adoptPosixFile(FileDescriptor descriptor, const std::string& path);
 
 }  // namespace vx::mp4

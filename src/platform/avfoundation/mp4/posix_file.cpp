@@ -7,11 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <utility>
 
 namespace vx::mp4 {
 
@@ -54,25 +54,12 @@ class FileSizeSignalBlock {
   bool _raised = false;
 };
 
-class Descriptor {
- public:
-  explicit Descriptor(int value = -1) : _value(value) {}
-  ~Descriptor() {
-    if (_value >= 0) ::close(_value);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return _value; }
-  int release() { return std::exchange(_value, -1); }
-
- private:
-  int _value;
-};
-
 class PosixFile final : public OutputFile {
  public:
-  PosixFile(int descriptor, std::string path)
-      : _descriptor(descriptor), _path(std::move(path)), _absolutePath(absolute(_path)) {}
+  PosixFile(FileDescriptor descriptor, std::string path)
+      : _descriptor(std::move(descriptor)),
+        _path(std::move(path)),
+        _absolutePath(absolute(_path)) {}
 
   Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
     FileSizeSignalBlock block;
@@ -94,14 +81,12 @@ class PosixFile final : public OutputFile {
   }
 
   Status syncFolder() override {
-    const std::size_t slash = _path.rfind('/');
-    const std::string folder =
-        slash == std::string::npos ? "." : _path.substr(0, std::max<std::size_t>(slash, 1));
     // A folder that may be written to but not read cannot be opened, and some file systems have
     // nothing to make durable here: neither is a reason not to record.
-    Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.get() < 0) return {};
-    const int error = withoutInterruption([&] { return ::fsync(descriptor.get()); });
+    const FileDescriptor folder(
+        ::open(folderOf(_absolutePath).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.valid()) return {};
+    const int error = withoutInterruption([&] { return ::fsync(folder.get()); });
     return result(error == EIO ? error : 0);
   }
 
@@ -177,7 +162,7 @@ class PosixFile final : public OutputFile {
     return error;
   }
 
-  Descriptor _descriptor;
+  FileDescriptor _descriptor;
   std::string _path;  // as the host gave it
   std::string _absolutePath;
   std::uint64_t _reservedEnd = 0;
@@ -189,23 +174,20 @@ class PosixFile final : public OutputFile {
 Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out) {
   // The system would cut the path at a zero byte and create another file than was asked for.
   if (path.find('\0') != std::string::npos) return creationError(EINVAL, path);
-  int value = -1;
+  FileDescriptor descriptor;
   do {
-    value = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
-  } while (value < 0 && errno == EINTR);
-  if (value < 0) return creationError(errno, path);
-  Descriptor descriptor(value);
+    descriptor = FileDescriptor(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+  } while (!descriptor.valid() && errno == EINTR);
+  if (!descriptor.valid()) return creationError(errno, path);
   if (::flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
     return creationError(errno, path);
-  out = adoptPosixFile(descriptor.release(), path);
+  out = adoptPosixFile(std::move(descriptor), path);
   return {};
 }
 
-std::unique_ptr<OutputFile> adoptPosixFile(int descriptor, const std::string& path) {
-  Descriptor owned(descriptor);
-  auto file = std::make_unique<PosixFile>(descriptor, path);
-  owned.release();
-  return file;
+std::unique_ptr<OutputFile> adoptPosixFile(FileDescriptor descriptor, const std::string& path) {
+  return std::make_unique<PosixFile>(std::move(descriptor), path);
 }
 
 }  // namespace vx::mp4

@@ -4,7 +4,6 @@ namespace vx::mp4 {
 
 namespace {
 
-constexpr std::uint64_t kHeaderBytes = 8;
 constexpr std::uint64_t kLongHeaderBytes = 16;
 constexpr std::uint32_t kLongSize = 1;
 
@@ -13,10 +12,10 @@ constexpr std::uint32_t kLongSize = 1;
 std::optional<FoundBox> BoxReader::next() {
   const std::uint64_t offset = _reader.position();
   const std::uint64_t room = _reader.left();
-  if (room < kHeaderBytes) return std::nullopt;
+  if (room < kBoxHeaderBytes) return std::nullopt;
   std::uint64_t size = _reader.u32();
   const std::uint32_t type = _reader.u32();
-  std::uint64_t headerBytes = kHeaderBytes;
+  std::uint64_t headerBytes = kBoxHeaderBytes;
   if (size == kLongSize) {
     headerBytes = kLongHeaderBytes;
     size = _reader.u64();

@@ -94,7 +94,7 @@ Status openToRepair(const std::string& path, OpenedFile& file) {
   if (::fstat(shared.get(), &status) != 0) return repairingError(errno, path);
   file.input = std::make_unique<PosixInput>(std::move(shared),
                                             static_cast<std::uint64_t>(status.st_size), path);
-  if (!file.isHeld) file.output = adoptPosixFile(descriptor.release(), path);
+  if (!file.isHeld) file.output = adoptPosixFile(std::move(descriptor), path);
   return {};
 }
 

@@ -10,16 +10,10 @@ namespace vx::mp4 {
 
 namespace {
 
-constexpr std::uint64_t kAlignment = 8;
-constexpr std::uint64_t kHeaderBytes = 8;
 constexpr std::size_t kTypeOffset = 4;
 constexpr std::uint64_t kMfhdBytes = 16;
 constexpr std::uint64_t kChecksumBoxBytes = 20;  // and up to 7 zeros
 constexpr std::size_t kBlockBytes = std::size_t{128} << 10;
-
-constexpr std::uint32_t kDefaultBaseIsMoof = 0x020000;
-constexpr std::uint32_t kRunFlags = 0x000001 | 0x000100 | 0x000200 | 0x000400;
-constexpr std::uint32_t kIsNoSyncSample = 0x00010000;
 
 /// The checksum of a part of the file; none when it cannot be read to its end.
 std::optional<std::uint32_t> checksumOf(ReaderInput& input, std::uint64_t begin, std::uint64_t end,
@@ -49,7 +43,7 @@ std::optional<std::uint32_t> checksumOfMoof(ReaderInput& input, const FoundBox& 
 // The commit order knows boxes with 32-bit sizes only.
 std::optional<FoundBox> shortBoxAt(ReaderInput& input, std::uint64_t offset, std::uint64_t limit) {
   const auto box = BoxReader(input, offset, limit).next();
-  return box && box->payload == offset + kHeaderBytes ? box : std::nullopt;
+  return box && box->payload == offset + kBoxHeaderBytes ? box : std::nullopt;
 }
 
 }  // namespace
@@ -67,8 +61,9 @@ std::optional<FoundFragment> FragmentFinder::findAt(std::uint64_t offset) {
   const auto mdat = shortBoxAt(_input, moof->end, _limit);
   if (!mdat || mdat->type != fourCC("mdat")) return std::nullopt;
   const auto free = shortBoxAt(_input, mdat->end, _limit);
-  if (!free || free->type != fourCC("free") || free->end % kAlignment != 0 ||
-      free->sizeBytes() < kChecksumBoxBytes || free->sizeBytes() >= kChecksumBoxBytes + kAlignment)
+  if (!free || free->type != fourCC("free") || free->end % kFragmentAlignment != 0 ||
+      free->sizeBytes() < kChecksumBoxBytes ||
+      free->sizeBytes() >= kChecksumBoxBytes + kFragmentAlignment)
     return std::nullopt;
   ByteReader checksums(_input, free->payload, free->end);
   if (checksums.u32() != fourCC(kChecksumTag)) return std::nullopt;
@@ -83,17 +78,17 @@ std::optional<FoundFragment> FragmentFinder::findAt(std::uint64_t offset) {
 std::optional<FoundFragment> FragmentFinder::findBehind(std::uint64_t offset) {
   constexpr std::array<std::uint8_t, 4> kType = {'m', 'o', 'o', 'f'};
   std::vector<std::uint8_t> block(kBlockBytes);
-  std::uint64_t position = (offset / kAlignment + 1) * kAlignment;
+  std::uint64_t position = (offset / kFragmentAlignment + 1) * kFragmentAlignment;
   while (position < _limit) {
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), _limit - position));
     const std::size_t count = _input.read(position, {block.data(), wanted});
-    if (count < kAlignment) return std::nullopt;
-    for (std::size_t i = 0; i + kAlignment <= count; i += kAlignment) {
+    if (count < kFragmentAlignment) return std::nullopt;
+    for (std::size_t i = 0; i + kFragmentAlignment <= count; i += kFragmentAlignment) {
       if (std::memcmp(&block[i + kTypeOffset], kType.data(), kType.size()) != 0) continue;
       if (const auto found = findAt(position + i)) return found;
     }
-    position += count / kAlignment * kAlignment;
+    position += count / kFragmentAlignment * kFragmentAlignment;
   }
   return std::nullopt;
 }

@@ -55,7 +55,7 @@ bool read_mdhd(ByteReader reader, TrackBoxes& track) {
   if (reader.u8() != 1) return false;
   reader.skip(3 + 8 + 8);
   track.timescale = reader.u32();
-  return reader.ok() && track.timescale > 0;
+  return reader.ok();
 }
 
 bool read_hdlr(ByteReader reader, TrackBoxes& track) {

@@ -1,5 +1,7 @@
 #include "platform/avfoundation/mp4/reader_sample_entry.h"
 
+#include "platform/avfoundation/bitstream/descriptor_tags.h"
+
 namespace vx::mp4 {
 
 namespace {
@@ -12,10 +14,6 @@ constexpr std::uint64_t kBeforeChannels = 16;  // reserved, data reference, rese
 constexpr std::size_t kMaxParameterSetBytes = 0xFFFF;
 constexpr std::size_t kMaxConfigurationBytes = 4096;
 constexpr int kMaxLengthBytes = 4;  // of a descriptor
-
-constexpr std::uint8_t kEsDescriptorTag = 3;
-constexpr std::uint8_t kDecoderConfigTag = 4;
-constexpr std::uint8_t kDecoderSpecificInfoTag = 5;
 
 bool read_avcC(ByteReader reader, ParameterSets& sets) {
   constexpr std::uint8_t kFourLengthBytes = 0xFF;
