@@ -1,8 +1,11 @@
 // Inputs: what they take from a sample, and when they take one.
 #include "platform/avfoundation/asset_writer_fixture.h"
 
+#include "platform/avfoundation/file_asset_writer.h"
 #include "support/audio_buffers.h"
 #include "support/media_reader.h"
+
+#include <limits>
 
 namespace vx {
 namespace {
@@ -52,6 +55,25 @@ TEST_F(VideoInputTest, LastSampleLastsAsItSaysWhereNoEndOfTheSessionIsTold) {
   ASSERT_TRUE(input->appendSampleBuffer(sampleAt(CMTimeMake(40, 1000), 70).get()));
   finish();
   EXPECT_EQ(test::readFile(path).durationMs, 110);
+}
+
+TEST_F(VideoInputTest, DurationThatNoClockTellsIsNone) {
+  startSession();
+  ASSERT_TRUE(appendAt(0));
+  const std::int64_t tooLong = (std::int64_t{1} << 32) + 50;
+  ASSERT_TRUE(input->appendSampleBuffer(sampleAt(CMTimeMake(40, 1000), tooLong).get()));
+  finish();
+  EXPECT_EQ(test::readFile(path).durationMs, 40);
+}
+
+TEST_F(VideoInputTest, TimeThatNoClockTellsIsRefused) {
+  startSession();
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  EXPECT_FALSE(appendAt(kMost));
+  EXPECT_FALSE(appendAt(-kMost));
+  EXPECT_TRUE(appendAt(0));
+  EXPECT_THROW(writer->endSessionAtSourceTime(CMTimeMake(kMost, 1000)), NSException);
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusWriting);
 }
 
 TEST_F(VideoInputTest, KeepsThePictureAndNotTheSample) {
@@ -104,6 +126,43 @@ TEST_F(AudioInputTest, TakesNothingBehindItsOwnEndAndLeavesTheVideoGoOn) {
   const test::MediaFile file = test::readFile(path);
   EXPECT_EQ(file.packetsOf(test::TrackKind::audio).size(), 1u);
   EXPECT_THAT(file.videoTimesMs(), ElementsAre(0, 40));
+}
+
+/// Opens when it is told to, and then does not work.
+class WaitingEncoder final : public VideoEncoder {
+ public:
+  explicit WaitingEncoder(std::shared_future<void> signal) : _signal(std::move(signal)) {}
+  Status open(const VideoEncoderSettings&) override {
+    _signal.wait();
+    return NSError("Test", 1, "no encoder");
+  }
+  const ParameterSets& parameterSets() const override { return _sets; }
+  Status encode(const PlanarPicture&, const PictureRequest&, AccessUnit&) override {
+    return NSError("Test", 1, "no encoder");
+  }
+
+ private:
+  std::shared_future<void> _signal;
+  ParameterSets _sets;
+};
+
+TEST_F(AudioInputTest, TakesNothingWhileTheFileIsBeingFinished) {
+  std::promise<void> signal;
+  WriterParts parts;
+  parts.makeEncoder = [future = signal.get_future().share()] {
+    return std::make_unique<WaitingEncoder>(future);
+  };
+  writer = makeFileAssetWriter(NSURL::fileURLWithPath(path), parts);
+  writer->addInput(audio);
+  startSession();
+  EXPECT_TRUE(audio->appendSampleBuffer(unitAt(0).get()));
+  std::promise<void> finished;
+  writer->finishWritingWithCompletionHandler([&] { finished.set_value(); });
+  EXPECT_EQ(writer->status(), AVAssetWriterStatusWriting);
+  EXPECT_FALSE(audio->isReadyForMoreMediaData());
+  EXPECT_FALSE(audio->appendSampleBuffer(unitAt(23).get()));
+  signal.set_value();
+  ASSERT_EQ(finished.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
 TEST_F(AudioInputTest, TakesNoSampleThatIsNone) {

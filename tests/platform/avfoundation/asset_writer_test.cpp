@@ -1,7 +1,11 @@
 // The asset writer's contract: what it refuses, what it raises, when it is ready.
 #include "platform/avfoundation/asset_writer_fixture.h"
 
+#include "platform/foundation/file_descriptor.h"
 #include "support/media_reader.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
 
 #include <thread>
 
@@ -95,6 +99,28 @@ TEST_F(AssetWriter, InputIsAddedOnceAndBeforeTheStart) {
                NSException);
 }
 
+TEST_F(AssetWriter, InputOfAnotherWriterIsNotAdded) {
+  writer->addInput(input);
+  const auto other = AVAssetWriter::initWithURL(NSURL::fileURLWithPath(folder / "b.mp4"),
+                                                AVFileTypeMPEG4, nullptr);
+  EXPECT_THROW(other->addInput(input), NSException);
+}
+
+TEST_F(AssetWriter, OneThatIsLetGoOfLetsGoOfItsFile) {
+  startSession();
+  ASSERT_TRUE(appendAt(0));
+  writer.reset();
+  input.reset();
+  // The recorder's own lock on its file, which its threads give back at their end.
+  const FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    std::this_thread::yield();
+  }
+  EXPECT_THAT(test::readFile(path).videoTimesMs(), testing::ElementsAre(0));
+}
+
 TEST_F(AssetWriter, OtherMediaRaise) {
   EXPECT_THROW(AVAssetWriterInput::assetWriterInputWithMediaType("text", std::nullopt),
                NSException);
@@ -168,6 +194,21 @@ TEST_F(AssetWriter, HandlerThatThrowsHarmsNobody) {
   });
   called.get_future().get();
   EXPECT_EQ(writer->status(), AVAssetWriterStatusCompleted);
+}
+
+TEST_F(AssetWriter, HandlerThatThrowsNoExceptionHarmsNobody) {
+  startSession();
+  appendAt(0);
+  testing::internal::CaptureStderr();
+  std::weak_ptr<AVAssetWriter> weak = writer;
+  writer->finishWritingWithCompletionHandler([] { throw "words"; });
+  writer.reset();
+  input.reset();
+  while (!weak.expired()) {  // let go of when the handler has been left
+    std::this_thread::yield();
+  }
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("A completion handler threw something that is no exception.\n"));
 }
 
 TEST_F(AssetWriter, SessionMayStartAtAnyTimeWhichIsThenTimeZero) {

@@ -96,6 +96,16 @@ TEST_F(AudioReaderTest, BelievesTheCodingAboutAUnitsLength) {
   }
 }
 
+TEST_F(AudioReaderTest, TakesTheDescriptionsWordForAUnitsLengthWhereTheCodingDoesNotTell) {
+  AudioStreamBasicDescription stream = aacStream();
+  const AudioBytes config{0xF9, 0x48, 0x80, 0x00};  // an object type with a length of its own
+  for (const auto& [claimed, expected] : {std::pair{768u, 768u}, {0u, 1024u}}) {
+    stream.mFramesPerPacket = claimed;
+    ASSERT_TRUE(read(AudioBufferBuilder().stream(stream).cookie(config).unit(kUnit)));
+    EXPECT_EQ(audio.units[0].duration, expected);
+  }
+}
+
 // ---- times ---------------------------------------------------------------------------------
 
 TEST_F(AudioReaderTest, CountsFromTheSessionsStartInTheTracksRate) {

@@ -79,6 +79,32 @@ TEST(BoundedQueue, WaitForRoomEndsAtItsTimeAndWhenClosed) {
   closer.join();
 }
 
+TEST(BoundedQueue, ClosedHasNoRoomToWaitFor) {
+  BoundedQueue<int> queue({2, 100});
+  queue.close();
+  EXPECT_FALSE(queue.waitForRoom(1min));
+}
+
+TEST(BoundedQueue, IsAsFullAsTheMoreOfNumberAndBytes) {
+  BoundedQueue<int> queue({4, 100});
+  EXPECT_EQ(queue.fill(), 0);
+  queue.tryPush(1, 10);
+  EXPECT_DOUBLE_EQ(queue.fill(), 0.25);
+  queue.tryPush(2, 50);
+  EXPECT_DOUBLE_EQ(queue.fill(), 0.6);
+  queue.tryPush(3, 1000);
+  EXPECT_EQ(queue.fill(), 1);
+}
+
+TEST(BoundedQueue, ClosingWakesEverybodyWhoWaits) {
+  BoundedQueue<int> queue({1, 100});
+  std::thread taker([&] { EXPECT_EQ(queue.pop(), std::nullopt); });
+  std::thread other([&] { EXPECT_EQ(queue.pop(), std::nullopt); });
+  queue.close();
+  taker.join();
+  other.join();
+}
+
 TEST(BoundedQueue, PassesEveryItemBetweenTwoThreads) {
   BoundedQueue<int> queue({4, 1000});
   constexpr int kItems = 20000;

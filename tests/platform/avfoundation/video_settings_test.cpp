@@ -55,6 +55,12 @@ TEST(VideoSettings, FractionOfAPixelIsDropped) {
   EXPECT_EQ(read.height, 480);
 }
 
+TEST(VideoSettings, SidesReachFrom1To16384) {
+  VideoTrackSettings read;
+  EXPECT_TRUE(readVideoSettings(settingsFor(16384, 1), read).ok());
+  EXPECT_TRUE(readVideoSettings(settingsFor(1, 16384), read).ok());
+}
+
 class UnusableSide : public testing::TestWithParam<double> {};
 
 TEST_P(UnusableSide, IsNamedInTheError) {

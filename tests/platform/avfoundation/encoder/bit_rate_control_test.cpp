@@ -66,6 +66,27 @@ TEST(BitRateControl, TheAverageHoldsWhenThePictureBecomesTenTimesHarder) {
   EXPECT_NEAR((stream.bits - bitsBefore) / 30 / kBitsPerSecond, 1, 0.2);
 }
 
+TEST(BitRateControl, OneHardPictureHardlyMovesTheRateFactor) {
+  Stream stream;
+  stream.codeFor(60, [](int) { return 33; });
+  const double before = stream.control.rateFactor();
+  stream.encoder.bitsAtRateFactor20 *= 10;
+  stream.code(33);
+  EXPECT_GT(stream.control.rateFactor(), before);
+  EXPECT_LT(stream.control.rateFactor(), before + 1) << "6 more are half the bits";
+}
+
+TEST(BitRateControl, WhatWasSpentBeyondTheAverageIsSavedAgain) {
+  Stream stream;
+  stream.codeFor(30, [](int) { return 33; });
+  const double before = stream.control.rateFactor();
+  stream.control.pictureWasCoded(3 * kBitsPerSecond, 33, false);  // seconds' worth in one picture
+  stream.bits += 3 * kBitsPerSecond;
+  stream.codeFor(60, [](int) { return 33; });
+  EXPECT_NEAR(stream.bits / kBitsPerSecond, stream.seconds, 1.5);
+  EXPECT_NEAR(stream.control.rateFactor(), before, 1);
+}
+
 TEST(BitRateControl, TheFirstKeyFrameDoesNotMakeThePicturesBehindItMuchCoarser) {
   Stream stream;
   const double first = stream.control.rateFactor();

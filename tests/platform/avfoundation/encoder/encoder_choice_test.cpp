@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <typeinfo>
+
 namespace vx {
 namespace {
 
@@ -15,8 +18,8 @@ struct Fate {
 
 class ScriptedEncoder final : public VideoEncoder {
  public:
-  ScriptedEncoder(const char* name, Fate& fate, bool opens, bool codes)
-      : _name(name), _fate(fate), _opens(opens), _codes(codes) {
+  ScriptedEncoder(const char* name, Fate& fate, bool opens, bool codes, bool makesKeyFrames = true)
+      : _name(name), _fate(fate), _opens(opens), _codes(codes), _makesKeyFrames(makesKeyFrames) {
     _sets.sps = {0x67};
   }
   Status open(const VideoEncoderSettings&) override {
@@ -26,7 +29,7 @@ class ScriptedEncoder final : public VideoEncoder {
   const ParameterSets& parameterSets() const override { return _sets; }
   Status encode(const PlanarPicture&, const PictureRequest& request, AccessUnit& unit) override {
     _fate.coded += 1;
-    unit = {_byte, request.forceKeyFrame};
+    unit = {_byte, request.forceKeyFrame && _makesKeyFrames};
     return _codes ? Status::success() : failure();
   }
 
@@ -37,6 +40,7 @@ class ScriptedEncoder final : public VideoEncoder {
   Fate& _fate;
   bool _opens;
   bool _codes;
+  bool _makesKeyFrames;
   ParameterSets _sets;
   std::array<std::uint8_t, 1> _byte{0x65};
 };
@@ -60,6 +64,35 @@ TEST(AutomaticEncoder, HardwareThatCodesAPictureIsTakenAndOpenedAfresh) {
   EXPECT_EQ(hardware.opened, 2);
   EXPECT_EQ(hardware.coded, 1);
   EXPECT_EQ(software.opened, 0);
+}
+
+TEST(AutomaticEncoder, HardwareThatIsTakenIsLogged) {
+  Fate fate;
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(openAutomatic({offer("h", true, fate)}).ok());
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("Video is coded by h.\n"),
+            std::string::npos);
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(openAutomatic({offer("s", false, fate)}).ok());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(AutomaticEncoder, HardwareWhoseFirstPictureIsNoKeyFrameGivesWayToSoftware) {
+  Fate software, broken;
+  const EncoderOffer withoutKeyFrames{
+      {"b", "", true, ""},
+      [&broken] { return std::make_unique<ScriptedEncoder>("b", broken, true, true, false); }};
+  ASSERT_TRUE(openAutomatic({offer("s", false, software), withoutKeyFrames}).ok());
+  EXPECT_EQ(broken.coded, 1);
+  EXPECT_EQ(software.opened, 1);
+}
+
+TEST(AutomaticEncoder, HardwareThatDoesNotWorkIsNotTakenForSoftware) {
+  Fate broken, software;
+  ASSERT_TRUE(
+      openAutomatic({offer("b", true, broken, true, false), offer("s", false, software)}).ok());
+  EXPECT_EQ(broken.opened, 1);
+  EXPECT_EQ(software.opened, 1);
 }
 
 TEST(AutomaticEncoder, HardwareThatDoesNotOpenIsPassedOver) {
@@ -121,6 +154,28 @@ TEST_F(AVVideoEncoderChoice, EveryEncoderCanBeChosenByItsName) {
     EXPECT_EQ(AVVideoEncoder::preferredEncoderName(), encoder.name);
     EXPECT_FALSE(encoder.description.empty());
     EXPECT_FALSE(encoder.licenceNote.empty());
+  }
+}
+
+TEST_F(AVVideoEncoderChoice, TheOneThatWasChosenIsMade) {
+  for (const EncoderOffer& offer : encoderOffers()) {
+    ASSERT_TRUE(AVVideoEncoder::setPreferredEncoderName(offer.description.name));
+    const auto made = makePreferredEncoder();
+    const auto offered = offer.make();
+    EXPECT_TRUE(typeid(*made) == typeid(*offered)) << offer.description.name;
+  }
+}
+
+TEST_F(AVVideoEncoderChoice, AnEncoderIsUsableIfItProvesItself) {
+  for (const EncoderOffer& offer : encoderOffers()) {
+    VideoEncoderSettings settings;
+    settings.width = 640;
+    settings.height = 360;
+    settings.averageBitRate = 1'000'000;
+    settings.maxKeyFrameInterval = settings.expectedSourceFrameRate = 30;
+    EXPECT_EQ(AVVideoEncoder::isUsable(offer.description.name),
+              proveEncoder(*offer.make(), settings).ok())
+        << offer.description.name;
   }
 }
 

@@ -109,6 +109,17 @@ TEST_P(RGBFormats, OddSizesRepeatTheLastColumnAndRow) {
   EXPECT_LE(distance(colourAt(picture, 0, 5), {200, 100, 50}), 2);
 }
 
+TEST_P(RGBFormats, ColourOfTwoRowsIsTheirMean) {
+  FrameConverter converter(2, 2);
+  PixelBuffer buffer = uniform(2, 2, GetParam(), {200, 40, 40});
+  setPixel(buffer, 0, 1, {40, 40, 200});
+  setPixel(buffer, 1, 1, {40, 40, 200});
+  const auto [luma, cb, cr] = sampleAt(converted(converter, buffer), 0, 0);
+  const double gray = 0.299 * 120 + 0.587 * 40 + 0.114 * 120;
+  EXPECT_NEAR(cb, 128 + (120 - gray) / 1.772 * 224 / 255, 1);
+  EXPECT_NEAR(cr, 128 + (120 - gray) / 1.402 * 224 / 255, 1);
+}
+
 TEST(FrameConverter, AlphaIsIgnored) {
   FrameConverter converter(8, 8);
   for (const OSType format : kRGBPixelFormats) {
@@ -254,6 +265,8 @@ TEST(FrameConverter, BordersAreBlackAgainAfterAPictureThatFilledThem) {
   const PixelBuffer tall = uniform(16, 32, kCVPixelFormatType_32BGRA, {255, 255, 255});
   EXPECT_EQ(sampleAt(converted(converter, tall), 2, 16), kBlackSample);
   EXPECT_EQ(sampleAt(converted(converter, wide), 16, 2), kBlackSample);
+  converted(converter, uniform(32, 32, kCVPixelFormatType_32BGRA, {255, 255, 255}));
+  EXPECT_EQ(sampleAt(converted(converter, wide), 16, 2), kBlackSample) << "the same one again";
 }
 
 TEST(FrameConverter, FormatAndSizeMayChangeWithEveryFrame) {

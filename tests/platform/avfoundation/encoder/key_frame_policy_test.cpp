@@ -44,5 +44,15 @@ TEST(KeyFramePolicy, ClockThatStepsBackAsksForNothing) {
   EXPECT_TRUE(policy.wantsKeyFrame(7000, false));
 }
 
+TEST(KeyFramePolicy, KeyFrameBehindAStepBackCountsFromTheLatestTime) {
+  KeyFramePolicy policy;
+  policy.wantsKeyFrame(5000, true);
+  policy.keyFrameWasCoded();
+  policy.wantsKeyFrame(10, true);
+  policy.keyFrameWasCoded();
+  EXPECT_FALSE(policy.wantsKeyFrame(5100, false));
+  EXPECT_TRUE(policy.wantsKeyFrame(7000, false));
+}
+
 }  // namespace
 }  // namespace vx

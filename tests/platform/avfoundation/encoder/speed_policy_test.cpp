@@ -118,6 +118,18 @@ TEST(SpeedPolicy, MotionAfterAStillScreenLowersItWithinFewPictures) {
   EXPECT_LE(live.level(), 1);
 }
 
+TEST(SpeedPolicy, PicturesThatStoodForLongCountAsATenthOfASecond) {
+  Live live;
+  live.unitSeconds = 0.1 * kInterval;
+  live.shownSeconds = 60;
+  live.code(100);
+  ASSERT_EQ(live.level(), 3);
+  live.unitSeconds = 0.7 * kInterval;
+  live.shownSeconds = kInterval;
+  live.code(12);
+  EXPECT_LE(live.level(), 1);
+}
+
 TEST(SpeedPolicy, AHostThatWaitsForRoomCostsNoQuality) {
   Live live;
   live.unitSeconds = 10 * kInterval;

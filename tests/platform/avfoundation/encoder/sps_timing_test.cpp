@@ -99,6 +99,22 @@ TEST(SpsTiming, WhatCannotBeReadStaysAsItIs) {
   }
 }
 
+TEST(SpsTiming, OneWhoseRateIsFixedIsNot) {
+  const std::string rate = kTiming.substr(0, kTiming.size() - 1);
+  const std::string rest =
+      "0001"
+      "111";
+  EXPECT_EQ(withUsualFrameRate(handMade("1" + kColours + "1" + rate + "1" + rest), 30),
+            handMade("1" + kColours + "1" + rate + "0" + rest));
+}
+
+TEST(SpsTiming, OneWithoutAStopBitStaysAsItIs) {
+  Bytes unit = handMade("0");
+  ASSERT_NE(unit.back(), 0);
+  unit.back() = static_cast<std::uint8_t>(unit.back() & (unit.back() - 1));  // its lowest bit
+  EXPECT_EQ(withUsualFrameRate(unit, 30), unit);
+}
+
 TEST(SpsTiming, EveryCutOfAParameterSetIsSurvived) {
   const Bytes whole = test::makeH264(1920, 1080, 1).sps;
   for (std::size_t size = 1; size < whole.size(); ++size) {

@@ -1,5 +1,7 @@
 #include "platform/avfoundation/encoder/video_encoder.h"
 
+#include "platform/avfoundation/bitstream/bits.h"
+#include "platform/avfoundation/bitstream/nal_unit.h"
 #include "platform/avfoundation/encoder/sps_timing.h"
 
 #include <gtest/gtest.h>
@@ -160,6 +162,70 @@ TEST(X264Encoder, TheAverageHoldsAtAnyFrameRate) {
     }
     EXPECT_NEAR(stream.bitsPerSecond() / settings.averageBitRate, 1, 0.1) << intervalMs << " ms";
   }
+}
+
+TEST(X264Encoder, ParameterSetsDoNotDependOnTheBitRate) {
+  const auto setsAt = [](int bitRate) {
+    VideoEncoderSettings settings = test::encoderSettings(320, 240);
+    settings.averageBitRate = bitRate;
+    auto encoder = makeX264Encoder();
+    EXPECT_TRUE(encoder->open(settings).ok());
+    return encoder->parameterSets();
+  };
+  EXPECT_EQ(setsAt(100'000).sps, setsAt(20'000'000).sps);
+  EXPECT_EQ(setsAt(100'000).pps, setsAt(20'000'000).pps);
+}
+
+// se(v): ITU-T H.264, 9.1.1
+int signedGolomb(BitReader& bits) {
+  const auto code = static_cast<int>(bits.exponentialGolomb());
+  return code % 2 != 0 ? code / 2 + 1 : -(code / 2);
+}
+
+/// ITU-T H.264, 7.3.2.1.1, of the High profile
+int frameNumberBits(const std::vector<std::uint8_t>& sps) {
+  const std::vector<std::uint8_t> payload = payloadOf(sps);
+  BitReader bits(payload);
+  bits.get(24);                                          // profile, constraints, level
+  for (int i = 0; i < 4; ++i) bits.exponentialGolomb();  // set, format, depths
+  bits.get(2);                                           // bypass, scaling matrices
+  return static_cast<int>(bits.exponentialGolomb()) + 4;
+}
+
+/// ITU-T H.264, 7.3.2.2
+int firstQuantizer(const std::vector<std::uint8_t>& pps) {
+  const std::vector<std::uint8_t> payload = payloadOf(pps);
+  BitReader bits(payload);
+  for (int i = 0; i < 2; ++i) bits.exponentialGolomb();  // sets
+  bits.get(2);                                           // entropy coding, picture order
+  for (int i = 0; i < 3; ++i) bits.exponentialGolomb();  // slice groups, references
+  bits.get(3);                                           // weighted prediction
+  return 26 + signedGolomb(bits);
+}
+
+/// Of the first slice of an IDR picture. ITU-T H.264, 7.3.3
+int quantizerOf(const AccessUnit& unit, const ParameterSets& sets) {
+  const std::vector<std::uint8_t> payload = payloadOf(unit.bytes.subspan(4));
+  BitReader bits(payload);
+  for (int i = 0; i < 3; ++i) bits.exponentialGolomb();  // place, type, set
+  bits.get(frameNumberBits(sets.sps));
+  bits.exponentialGolomb();  // number of the IDR picture
+  bits.get(2);               // what becomes of other pictures
+  return firstQuantizer(sets.pps) + signedGolomb(bits);
+}
+
+TEST(X264Encoder, StoresNoFinerStepsThanAreSeen) {
+  VideoEncoderSettings settings = test::encoderSettings(64, 48);
+  auto encoder = makeX264Encoder();
+  ASSERT_TRUE(encoder->open(settings).ok());
+  const std::vector<std::uint8_t> gray(64 * 48, 128);
+  AccessUnit unit;
+  ASSERT_TRUE(encoder
+                  ->encode({64, 48, {gray.data(), gray.data(), gray.data()}, {64, 32, 32}},
+                           {0, 33, true}, unit)
+                  .ok());
+  ASSERT_EQ(unit.bytes[4] & 31, 5) << "an IDR picture comes first";
+  EXPECT_EQ(quantizerOf(unit, encoder->parameterSets()), 10);
 }
 
 TEST(X264Encoder, ParameterSetsClaimNoFixedFrameRate) {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
 namespace vx::mp4::test {
 namespace {
 
@@ -123,6 +125,18 @@ TEST(ByteStream, FailsWhenABoxGrowsBeyond32Bits) {
   }
   EXPECT_FALSE(stream.finish().ok());
   EXPECT_GE(drained, std::uint64_t{1} << 32);
+}
+
+TEST(ByteStream, TellsAtTheEndThatMemoryWasShortForAPatch) {
+  ByteStream stream([](std::uint64_t, std::span<const std::uint8_t> piece) -> Status {
+    if (piece.size() == 4) throw std::bad_alloc();
+    return {};
+  });
+  {
+    Box box(stream, "free");
+    stream.putBytes(Bytes(2 << 20));  // handed on, so that the size is patched in the file
+  }
+  EXPECT_THROW(static_cast<void>(stream.finish()), std::bad_alloc);
 }
 
 TEST(ByteStream, KeepsTheFirstFailureAndPutsNothingAfterIt) {

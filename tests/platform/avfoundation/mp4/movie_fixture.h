@@ -5,9 +5,7 @@
 #include "support/box_reader.h"
 #include "support/h264_source.h"
 #include "support/movie_reader.h"
-
-#include <filesystem>
-#include <string>
+#include "support/temporary_folder.h"
 
 namespace vx::mp4::test {
 
@@ -52,22 +50,5 @@ inline const H264Source& smallSource() {
   static const H264Source source = vx::test::makeH264(64, 48, 60, 10);
   return source;
 }
-
-/// A folder that is gone when the test is over.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vxmp4-XXXXXX").string();
-    _path = ::mkdtemp(name.data());
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(_path); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  std::string file(const std::string& name) const { return _path + "/" + name; }
-  const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
 
 }  // namespace vx::mp4::test

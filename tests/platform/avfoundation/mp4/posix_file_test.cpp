@@ -33,16 +33,16 @@ NSError creationErrorOf(const std::string& path) {
 
 TEST(CreatePosixFile, NeverReplacesAFile) {
   TemporaryFolder folder;
-  std::ofstream(folder.file("a.mp4")) << "precious";
-  const NSError error = creationErrorOf(folder.file("a.mp4"));
+  std::ofstream(folder / "a.mp4") << "precious";
+  const NSError error = creationErrorOf(folder / "a.mp4");
   EXPECT_EQ(error.domain(), AVFoundationErrorDomain);
   EXPECT_EQ(error.code(), AVErrorFileAlreadyExists);
-  EXPECT_EQ(readWholeFile(folder.file("a.mp4")).size(), 8u);
+  EXPECT_EQ(readWholeFile(folder / "a.mp4").size(), 8u);
 }
 
 TEST(CreatePosixFile, RefusesAPathThatTheSystemWouldCut) {
   TemporaryFolder folder;
-  const std::string cut = folder.file("a.mp4");
+  const std::string cut = folder / "a.mp4";
   std::unique_ptr<OutputFile> file;
   EXPECT_FALSE(createPosixFile(cut + std::string("\0b", 2), file).ok());
   EXPECT_FALSE(std::filesystem::exists(cut));
@@ -57,21 +57,21 @@ TEST(CreatePosixFile, SaysThatAFolderHasTheName) {
 
 TEST(CreatePosixFile, DoesNotFollowALink) {
   TemporaryFolder folder;
-  ASSERT_EQ(::symlink(folder.file("target").c_str(), folder.file("link").c_str()), 0);
-  EXPECT_EQ(creationErrorOf(folder.file("link")).code(), AVErrorFileAlreadyExists);
-  EXPECT_FALSE(std::filesystem::exists(folder.file("target")));
+  ASSERT_EQ(::symlink((folder / "target").c_str(), (folder / "link").c_str()), 0);
+  EXPECT_EQ(creationErrorOf(folder / "link").code(), AVErrorFileAlreadyExists);
+  EXPECT_FALSE(std::filesystem::exists(folder / "target"));
 }
 
 TEST(CreatePosixFile, SaysThatTheFolderIsMissing) {
   TemporaryFolder folder;
-  const NSError error = creationErrorOf(folder.file("none/a.mp4"));
+  const NSError error = creationErrorOf(folder / "none/a.mp4");
   EXPECT_EQ(error.domain(), NSCocoaErrorDomain);
   EXPECT_EQ(error.code(), NSFileNoSuchFileError);
 }
 
 TEST(CreatePosixFile, SaysThatTheNameIsTooLong) {
   TemporaryFolder folder;
-  const NSError error = creationErrorOf(folder.file(std::string(300, 'x')));
+  const NSError error = creationErrorOf(folder / std::string(300, 'x'));
   EXPECT_EQ(error.domain(), NSPOSIXErrorDomain);
   EXPECT_EQ(error.code(), ENAMETOOLONG);
 }
@@ -80,15 +80,15 @@ TEST(CreatePosixFile, SaysThatThereIsNoPermission) {
   if (::geteuid() == 0) GTEST_SKIP() << "root may write everywhere";
   TemporaryFolder folder;
   ASSERT_EQ(::chmod(folder.path().c_str(), 0500), 0);
-  EXPECT_EQ(creationErrorOf(folder.file("a.mp4")).code(), NSFileWriteNoPermissionError);
+  EXPECT_EQ(creationErrorOf(folder / "a.mp4").code(), NSFileWriteNoPermissionError);
 }
 
 TEST(CreatePosixFile, LocksTheFileAndHidesItFromChildren) {
   TemporaryFolder folder;
   std::unique_ptr<OutputFile> file;
-  ASSERT_TRUE(createPosixFile(folder.file("a.mp4"), file).ok());
-  const int other = ::open(folder.file("a.mp4").c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_NE(::flock(other, LOCK_EX | LOCK_NB), 0);
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
+  const int other = ::open((folder / "a.mp4").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_NE(::flock(other, LOCK_SH | LOCK_NB), 0);
   const int own = other - 1;  // the lowest free number was taken each time
   EXPECT_NE(::fcntl(own, F_GETFD) & FD_CLOEXEC, 0);
   ASSERT_TRUE(file->close().ok());
@@ -100,36 +100,92 @@ TEST(PosixFile, GivesTheModeToTheProcesssMask) {
   TemporaryFolder folder;
   const mode_t before = ::umask(027);
   std::unique_ptr<OutputFile> file;
-  ASSERT_TRUE(createPosixFile(folder.file("a.mp4"), file).ok());
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
   ::umask(before);
   struct stat status {};
-  ASSERT_EQ(::stat(folder.file("a.mp4").c_str(), &status), 0);
+  ASSERT_EQ(::stat((folder / "a.mp4").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u);
 }
 
 TEST(PosixFile, ReservesWithoutGrowingAndGivesBackAtTheEnd) {
   TemporaryFolder folder;
   std::unique_ptr<OutputFile> file;
-  ASSERT_TRUE(createPosixFile(folder.file("a.mp4"), file).ok());
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
   ASSERT_TRUE(file->writeAt(0, std::vector<std::uint8_t>(5000)).ok());
   ASSERT_TRUE(file->reserve(1 << 20).ok());
   struct stat status {};
-  ::stat(folder.file("a.mp4").c_str(), &status);
+  ::stat((folder / "a.mp4").c_str(), &status);
   EXPECT_EQ(status.st_size, 5000);
   ASSERT_TRUE(file->truncate(5000).ok());
   ASSERT_TRUE(file->close().ok());
-  ::stat(folder.file("a.mp4").c_str(), &status);
+  ::stat((folder / "a.mp4").c_str(), &status);
   EXPECT_EQ(status.st_size, 5000);
   EXPECT_LE(status.st_blocks * 512, 65536);
+}
+
+/// The room that a file has on its disk.
+std::int64_t roomOf(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(::stat(path.c_str(), &status), 0);
+  return std::int64_t{status.st_blocks} * 512;
+}
+
+TEST(PosixFile, ReservesOnWhenWhatIsAskedForGrows) {
+  TemporaryFolder folder;
+  std::unique_ptr<OutputFile> file;
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
+  ASSERT_TRUE(file->reserve(1 << 20).ok());
+  if (roomOf(folder / "a.mp4") == 0) GTEST_SKIP() << "this file system sets nothing aside";
+  ASSERT_TRUE(file->reserve(1 << 20).ok()) << "which is there already";
+  ASSERT_TRUE(file->reserve(40 << 20).ok());
+  EXPECT_GE(roomOf(folder / "a.mp4"), 40 << 20);
+}
+
+TEST(PosixFile, ReservesAnewBehindACut) {
+  TemporaryFolder folder;
+  std::unique_ptr<OutputFile> file;
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
+  ASSERT_TRUE(file->reserve(1 << 20).ok());
+  if (roomOf(folder / "a.mp4") == 0) GTEST_SKIP() << "this file system sets nothing aside";
+  ASSERT_TRUE(file->truncate(0).ok());
+  EXPECT_LT(roomOf(folder / "a.mp4"), 1 << 20);
+  ASSERT_TRUE(file->reserve(1 << 20).ok());
+  EXPECT_GE(roomOf(folder / "a.mp4"), 1 << 20);
+}
+
+TEST(PosixFile, DiscardsNoFileButItsOwn) {
+  TemporaryFolder folder;
+  std::unique_ptr<OutputFile> file;
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
+  std::filesystem::rename(folder / "a.mp4", folder / "moved.mp4");
+  std::ofstream(folder / "a.mp4") << "other";
+  file->discard();
+  EXPECT_TRUE(std::filesystem::exists(folder / "a.mp4"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "moved.mp4"));
+  std::filesystem::rename(folder / "moved.mp4", folder / "a.mp4");
+  file->discard();
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
+}
+
+TEST(PosixFile, NameThatCannotBeLookedUpIsNotHeldForMissing) {
+  TemporaryFolder folder;
+  const std::string sub = folder / "sub";
+  std::filesystem::create_directory(sub);
+  std::unique_ptr<OutputFile> file;
+  ASSERT_TRUE(createPosixFile(sub + "/a.mp4", file).ok());
+  std::filesystem::rename(sub, folder / "moved");
+  EXPECT_FALSE(file->checkStillNamed().ok());
+  std::filesystem::create_symlink(sub, sub);  // leads to itself
+  EXPECT_TRUE(file->checkStillNamed().ok());
 }
 
 TEST(PosixFile, NoticesThatItsNameIsGone) {
   TemporaryFolder folder;
   std::unique_ptr<OutputFile> file;
-  ASSERT_TRUE(createPosixFile(folder.file("a.mp4"), file).ok());
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
   EXPECT_TRUE(file->checkStillNamed().ok());
-  std::ofstream(folder.file("b.mp4")) << "other";
-  std::filesystem::rename(folder.file("b.mp4"), folder.file("a.mp4"));
+  std::ofstream(folder / "b.mp4") << "other";
+  std::filesystem::rename(folder / "b.mp4", folder / "a.mp4");
   const Status status = file->checkStillNamed();
   ASSERT_FALSE(status.ok());
   EXPECT_NE(status.error().localizedDescription().find("removed or replaced"), std::string::npos);
@@ -140,7 +196,7 @@ TEST(PosixFile, NoticesThatItsNameIsGone) {
 TEST(PosixFile, TurnsTheFileSizeLimitIntoAnErrorWithoutASignal) {
   TemporaryFolder folder;
   std::unique_ptr<OutputFile> file;
-  ASSERT_TRUE(createPosixFile(folder.file("a.mp4"), file).ok());
+  ASSERT_TRUE(createPosixFile(folder / "a.mp4", file).ok());
   const FileSizeLimit limit(100000);
   const std::vector<std::uint8_t> bytes(200000);
   EXPECT_TRUE(isOutOfSpace(file->writeAt(0, bytes)));
@@ -187,8 +243,8 @@ void expectWholePlainMovie(const std::string& path, std::size_t pictures) {
 TEST(PosixFile, LetsARecordingFinishAtTheFileSizeLimit) {
   TemporaryFolder folder;
   const FileSizeLimit limit(1000000);
-  const std::size_t pictures = recordUntilFull(folder.file("a.mp4"));
-  expectWholePlainMovie(folder.file("a.mp4"), pictures);
+  const std::size_t pictures = recordUntilFull(folder / "a.mp4");
+  expectWholePlainMovie(folder / "a.mp4", pictures);
 }
 
 TEST(PosixFile, LetsARecordingFinishOnAFullDisk) {

@@ -25,7 +25,7 @@ class RecordingFileTest : public testing::Test {
   ReadMovie read() const { return readMovie(readWholeFile(path), Decode::strictly); }
 
   TemporaryFolder folder;
-  std::string path = folder.file("movie.mp4");
+  std::string path = folder / "movie.mp4";
   std::unique_ptr<RecordingFile> file;
 };
 

@@ -1,8 +1,7 @@
 // Recordings as crashes leave them, completed, and compared with what a finish makes of them.
-#include "journal_file.h"
+#include "VXVideoRecorder/platform/AVFoundation.h"
 #include "memory_file.h"
-#include "movie_fixture.h"
-#include "platform/avfoundation/mp4/movie_file.h"
+#include "recording_plan.h"
 #include "support/movie_checker.h"
 
 #include <gtest/gtest.h>
@@ -16,52 +15,6 @@ using vx::test::Decode;
 using vx::test::FileEnd;
 using vx::test::MovieForm;
 using vx::test::readMovie;
-
-/// What a recording is made of.
-struct Plan {
-  VideoTrackDescription video = videoTrack(smallSource(), 64, 48);
-  bool hasSound = true;
-  std::int64_t firstPicture = 0;  // ms
-  std::int64_t firstSound = 0;    // units of the sample rate
-  std::uint32_t trimAtStart = 0;
-  std::size_t fragments = 3;
-};
-
-/// Records by the plan; with `finish` completes, without it dies behind the last commit.
-Bytes record(const Plan& plan, bool finish) {
-  auto journal = std::make_shared<Journal>();
-  std::size_t committedSteps = 0;
-  {
-    MovieFile file(std::make_unique<JournalFile>(journal));
-    EXPECT_TRUE(file.begin(plan.video, plan.hasSound).ok());
-    AudioTrackDescription audio = audioTrack();
-    audio.trimAtStart = plan.trimAtStart;
-    if (plan.hasSound) {
-      EXPECT_TRUE(file.declareAudio(audio).ok());
-    }
-    std::size_t number = 0;
-    for (std::size_t fragment = 0; fragment < plan.fragments; ++fragment) {
-      for (int i = 0; i < 4; ++i, ++number) {
-        const auto time = plan.firstPicture + static_cast<std::int64_t>(number * number * 7);
-        EXPECT_TRUE(file.appendVideo(picture(smallSource(), number, time, 33)).ok());
-      }
-      for (int i = 0; plan.hasSound && i < 3; ++i)
-        EXPECT_TRUE(file.appendAudio(sound(plan.firstSound)).ok());
-      EXPECT_TRUE(file.commit().ok());
-    }
-    committedSteps = journal->steps.size();
-    if (finish) {
-      EXPECT_TRUE(file.finish(std::nullopt).ok());
-    }
-  }
-  return finish ? journal->image() : journal->image(committedSteps);
-}
-
-/// The boxes that make the finished movie, without times of day.
-std::string movieBoxes(const Bytes& bytes) {
-  const BoxNode root = vx::test::readBoxes(bytes);
-  return vx::test::dumpBoxes(root);
-}
 
 void expectSound(const Bytes& bytes, std::size_t pictures, std::size_t sounds) {
   const CheckedMovie checked = vx::test::checkMovie(bytes);
@@ -164,9 +117,7 @@ TEST(RecordingRepair, CutsBackATornEndAtAnyByte) {
   const Bytes shorter = record(plan, false);
   // The last fragment as it stands before it is published.
   Bytes torn = whole;
-  const std::string_view free = "free";
-  std::copy(free.begin(), free.end(),
-            torn.begin() + static_cast<std::ptrdiff_t>(shorter.size() + 4));
+  setType(torn, shorter.size(), "free");
   for (std::size_t size = shorter.size(); size < torn.size(); ++size) {
     const Bytes image(torn.begin(), torn.begin() + static_cast<std::ptrdiff_t>(size));
     ASSERT_EQ(readBytes(image).tornBytes, size - shorter.size());
@@ -180,8 +131,7 @@ TEST(RecordingRepair, TakesAWholeFragmentThatWasNotPublished) {
   plan.fragments = 2;
   const std::size_t start = record(plan, false).size();
   Bytes image = whole;
-  const std::string_view free = "free";
-  std::copy(free.begin(), free.end(), image.begin() + static_cast<std::ptrdiff_t>(start + 4));
+  setType(image, start, "free");
   EXPECT_EQ(readBytes(image).unpublishedCount, 1u);
   EXPECT_EQ(movieBoxes(repaired(image)), movieBoxes(repaired(whole)));
 }
@@ -192,8 +142,7 @@ TEST(RecordingRepair, WritesOnceMoreWhatNoSyncHasProven) {
   plan.fragments = 2;
   const std::size_t start = record(plan, false).size();
   Bytes image = whole;
-  const std::string_view free = "free";
-  std::copy(free.begin(), free.end(), image.begin() + static_cast<std::ptrdiff_t>(start + 4));
+  setType(image, start, "free");
 
   auto journal = std::make_shared<Journal>();
   JournalFile output(journal);
@@ -218,15 +167,6 @@ TEST(RecordingRepair, CutsBackZerosAndGarbage) {
 }
 
 // ---- damage --------------------------------------------------------------------------------
-
-/// A fragment's place in the file.
-std::pair<std::size_t, std::size_t> fragmentAt(std::size_t number) {
-  Plan plan;
-  plan.fragments = number;
-  const std::size_t begin = record(plan, false).size();
-  plan.fragments = number + 1;
-  return {begin, record(plan, false).size()};
-}
 
 TEST(RecordingRepair, LeavesOutADamagedFragmentAndWhatDependsOnIt) {
   Plan plan;
@@ -256,6 +196,35 @@ TEST(RecordingRepair, RebuildsAnIndexThatIsLost) {
     ASSERT_EQ(readBytes(image).form, Form::indexLost);
     ASSERT_EQ(movieBoxes(repaired(image)), movieBoxes(finished)) << size;
   }
+}
+
+TEST(RecordingRepair, RestoresTheMovieBeforeItTouchesTheEndOfAFileWhoseIndexIsLost) {
+  Bytes image = record({}, true);
+  image.resize(image.size() - 100);
+  auto journal = std::make_shared<Journal>();
+  JournalFile output(journal);
+  MemoryInput input(image);
+  ASSERT_TRUE(completeRecording(readBytes(image), input, output).ok());
+  const JournalStep& first = journal->steps.at(0);
+  EXPECT_EQ(first.kind, JournalStep::Kind::write);
+  EXPECT_EQ(first.offset, kPlaceholderOffset);
+  EXPECT_EQ(first.bytes, (Bytes{0, 0, 0, 16, 'f', 'r', 'e', 'e', 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(journal->steps.at(1).kind, JournalStep::Kind::sync);
+}
+
+TEST(RecordingRepair, NoticesThatTheFileBecameShorter) {
+  const Bytes whole = record({}, false);
+  const std::size_t start = fragmentAt(2).first;
+  Bytes image = whole;
+  setType(image, start, "free");
+  const FoundRecording found = readBytes(image);
+  ASSERT_EQ(found.unpublishedCount, 1u);
+  const Bytes shorter(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(start + 10));
+  MemoryInput input(shorter);
+  JournalFile output(std::make_shared<Journal>());
+  const Status status = completeRecording(found, input, output);
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code(), AVErrorMediaChanged);
 }
 
 TEST(RecordingRepair, RebuildsAnIndexThatContradictsItself) {
@@ -343,30 +312,6 @@ TEST(RecordingRepair, ChangesNothingWhenTheDiskCannotBeRead) {
     EXPECT_EQ(status.error().code(), 5);
     ASSERT_LT(number, 10000u);
   }
-}
-
-// ---- what is no recording ------------------------------------------------------------------
-
-TEST(RecordingReader, TellsWhatIsNoRecording) {
-  EXPECT_EQ(readBytes({}).form, Form::beginning);
-  EXPECT_EQ(readBytes(Bytes(100, 0)).form, Form::foreign);
-  EXPECT_EQ(readBytes(Bytes(100, 'x')).form, Form::foreign);
-  Bytes other = record({}, true);
-  other[11] = '2';  // another brand
-  EXPECT_EQ(readBytes(other).form, Form::foreign);
-}
-
-TEST(RecordingReader, TellsAHeadThatIsNotWholeFromOneThatIsLost) {
-  Plan plan;
-  plan.fragments = 0;
-  const Bytes head = record(plan, false);
-  for (std::size_t size = 0; size < head.size(); ++size)
-    ASSERT_EQ(readBytes(Bytes(head.begin(), head.begin() + static_cast<std::ptrdiff_t>(size))).form,
-              Form::beginning)
-        << size;
-  Bytes image = record({}, false);
-  image[52] ^= 0xFF;  // the type of moov
-  EXPECT_EQ(readBytes(image).form, Form::headLost);
 }
 
 }  // namespace

@@ -100,6 +100,31 @@ TEST(SampleTables, StoreEverySize) {
   EXPECT_EQ(parse_stsz(readBoxes(bytes).children[0]), (std::vector<std::uint32_t>{0, 1, kMax32}));
 }
 
+TEST(SampleTables, TakeNoMoreThanWasSaid) {
+  // As badly as it gets: no two durations and no two chunks are alike, and all but one are key
+  // frames.
+  SampleIndex index;
+  const std::uint64_t empty = written([&](ByteStream& s) {
+                                write_stts(s, index, 0);
+                                write_stsc(s, index);
+                                write_stsz(s, index);
+                                write_co64(s, index);
+                              }).size() +
+                              16;  // stss, which nothing needs yet
+  for (std::uint32_t i = 0; i < 1000; ++i) {
+    index.appendSample({1, i, i != 7});
+    index.appendChunk({i * std::uint64_t{100}, 1 + i % 2});
+  }
+  const Bytes bytes = written([&](ByteStream& s) {
+    write_stts(s, index, 5000);
+    write_stss(s, index);
+    write_stsc(s, index);
+    write_stsz(s, index);
+    write_co64(s, index);
+  });
+  EXPECT_LE(bytes.size() - empty, sampleTablesBytesAtMost({1000, 999, 1000}));
+}
+
 TEST(SampleTables, OfNothingAreEmpty) {
   const SampleIndex index;
   const Bytes bytes = written([&](ByteStream& s) { write_stts(s, index, 9); });

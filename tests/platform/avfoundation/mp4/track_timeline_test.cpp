@@ -35,6 +35,10 @@ TEST(AudioTime, StartsWhereTheAudioSoFarEnds) {
   EXPECT_EQ(placeAudioSample(PlacedAudio{1024, 1024}, 1500), 2048);
 }
 
+TEST(AudioTime, StaysWithinWhatAStoredDurationCanTell) {
+  EXPECT_EQ(placeAudioSample(PlacedAudio{5, 1024}, 6 + kMax32), 5 + kMax32);
+}
+
 TEST(AudioTime, LeavesAGapBeforeALaterSample) {
   EXPECT_EQ(placeAudioSample(PlacedAudio{0, 1024}, 5000), 5000);
 }
@@ -70,6 +74,9 @@ TEST(LastVideoDuration, EndsTheFileWithTheSessionAfterAClockStep) {
 TEST(Rescale, RoundsToNearestOrUp) {
   EXPECT_EQ(rescale(48000, 48000, 1000), 1000);
   EXPECT_EQ(rescale(1024, 48000, 1000), 21);
+  EXPECT_EQ(rescale(1075, 48000, 1000), 22);
+  EXPECT_EQ(rescale(23, 48000, 1000), 0);
+  EXPECT_EQ(rescale(24, 48000, 1000), 1);
   EXPECT_EQ(rescaleUp(1024, 48000, 1000), 22);
   EXPECT_EQ(rescaleUp(48000, 48000, 1000), 1000);
 }
