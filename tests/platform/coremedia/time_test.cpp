@@ -55,6 +55,8 @@ TEST(Time, SecondsBeyondTheRangeAreInfinite) {
   EXPECT_EQ(CMTimeCompare(CMTimeMakeWithSeconds(-1e19, 1), kNegativeInfinity), 0);
   EXPECT_EQ(CMTimeCompare(CMTimeMakeWithSeconds(INFINITY, 1000), kPositiveInfinity), 0);
   EXPECT_EQ(CMTimeCompare(CMTimeMakeWithSeconds(9.3e18, kMaxScale), kPositiveInfinity), 0);
+  EXPECT_EQ(CMTimeCompare(CMTimeMakeWithSeconds(0x1p63, 1), kPositiveInfinity), 0);
+  expectTime(CMTimeMakeWithSeconds(-0x1p63, 1), kMinValue, 1);
 }
 
 TEST(Time, SecondsThatAreNoNumberAreInvalid) {
@@ -129,6 +131,13 @@ TEST(Time, SumIsExactWhereACommonTimescaleExists) {
   EXPECT_EQ(CMTimeCompare(timeSum(CMTimeMake(1, 2), CMTimeMake(1, 3)), CMTimeMake(5, 6)), 0);
   EXPECT_EQ(CMTimeCompare(timeSum(CMTimeMake(1, 1), kIndefinite), kIndefinite), 0);
   EXPECT_TRUE(CMTIME_IS_INVALID(timeSum(kCMTimeInvalid, CMTimeMake(1, 1))));
+}
+
+TEST(Time, SumWithoutACommonTimescaleIsRounded) {
+  const CMTime sum = timeSum(CMTimeMake(1000, kMaxScale), CMTimeMake(1000, kMaxScale - 1));
+  EXPECT_EQ(sum.timescale, kMaxScale);
+  EXPECT_EQ(sum.value, 2000);
+  EXPECT_NE(sum.flags & kCMTimeFlags_HasBeenRounded, 0u);
 }
 
 TEST(Time, SumBeyondTheRangeIsInfinite) {

@@ -95,6 +95,7 @@ TEST_F(PixelBufferPool, HandsAReturnedBufferOutAgainAsItWasLeft) {
   buffer = drawn(pool);
   EXPECT_EQ(buffer.get(), first);
   EXPECT_EQ(CFGetRetainCount(buffer.get()), 1);
+  EXPECT_EQ(CFGetRetainCount(pool.get()), 2) << "the buffer's, too";
   EXPECT_EQ(*rowOf(buffer, 3), 0xab);
 }
 

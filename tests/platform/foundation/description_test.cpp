@@ -49,6 +49,10 @@ TEST(Description, OfContainersQuotesWhereNeededAndIndents) {
             "}");
 }
 
+TEST(Description, OfAnEmptyTextInAContainerIsQuoted) {
+  EXPECT_EQ(Object(NSArray{""}).description(), "(\n    \"\"\n)");
+}
+
 TEST(Description, EscapesWhatWouldEndAQuotedText) {
   EXPECT_EQ(Object(NSArray{"a\"b\\c\n\x01"}).description(), "(\n    \"a\\\"b\\\\c\\n\\001\"\n)");
 }

@@ -63,6 +63,17 @@ TEST(Thread, CanBeNamedAfterItHasEnded) {
   EXPECT_EQ(ended->name(), "late");
 }
 
+TEST(Thread, NameOfOneThatHasEndedReachesNoOther) {
+  std::shared_ptr<NSThread> ended;
+  std::thread([&] { ended = NSThread::currentThread(); }).join();
+  std::thread([&] {  // in the system's eyes often the same again
+    NSThread::currentThread()->setName("alive");
+    ended->setName("late");
+    EXPECT_EQ(systemNameOfThisThread(), "alive");
+  })
+      .join();
+}
+
 TEST(Thread, CanBeNamedWhileItEnds) {
   for (int i = 0; i < 200; ++i) {
     std::promise<std::shared_ptr<NSThread>> started;
