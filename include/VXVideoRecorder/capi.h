@@ -87,7 +87,8 @@ typedef struct vx_callbacks {
   void (*log)(void* user_data, const char* message, int32_t level);
   /// The file is complete (VX_OK), or as complete as a failure allowed (VX_FAILED). Comes once,
   /// after the first stop of a recorder that wrote at least one frame; not from a recorder that was
-  /// destroyed. The recorder may be asked and destroyed here. Thread: the writer's.
+  /// destroyed. The recorder may be asked and destroyed here, also while another thread waits for
+  /// its end. Thread: the writer's.
   void (*done)(void* user_data, vx_result outcome);
 } vx_callbacks;
 #define VX_CALLBACKS_INIT \
@@ -231,8 +232,8 @@ vx_result vx_recorder_stop(vx_recorder* recorder);
 
 /// Blocks until the stopped recording is complete and its `done` callback has returned (VX_OK), or
 /// `timeout_ms` have passed (VX_TIMED_OUT); a negative timeout waits without end.
-/// Errors: VX_WRONG_STATE when nothing was recorded or it was not stopped, and from within `done`;
-/// VX_FAILED when the recording failed; `vx_last_error` then says why.
+/// Errors: VX_WRONG_STATE when nothing was recorded or it was not stopped, and from within a
+/// callback; VX_FAILED when the recording failed; `vx_last_error` then says why.
 vx_result vx_recorder_wait_until_done(vx_recorder* recorder, int32_t timeout_ms);
 
 /// States of a recorder's writer.

@@ -57,22 +57,18 @@ void setConfiguration(vx_recorder& handle, const vx_configuration& configuration
 
 vx_result vx_recorder_get_configuration(const vx_recorder* recorder,
                                         vx_configuration* configuration) {
-  return guarded([&] {
-    return recorder ? write(configurationOf(*recorder), "vx_configuration", configuration)
-                    : fail(VX_INVALID_ARGUMENT, "the recorder is null");
+  return guardedWith(recorder, [&](const vx_recorder& handle) {
+    return write(configurationOf(handle), "vx_configuration", configuration);
   });
 }
 
 vx_result vx_recorder_set_configuration(vx_recorder* recorder,
                                         const vx_configuration* configuration) {
-  return guarded([&] {
-    if (!recorder) {
-      return fail(VX_INVALID_ARGUMENT, "the recorder is null");
-    }
+  return guardedWith(recorder, [&](vx_recorder& handle) {
     vx_configuration known = VX_CONFIGURATION_INIT;
     const vx_result result = read(configuration, "vx_configuration", known);
     if (result == VX_OK) {
-      setConfiguration(*recorder, known);
+      setConfiguration(handle, known);
     }
     return result;
   });

@@ -9,14 +9,42 @@ namespace vx::capi {
 
 namespace {
 
-constexpr std::string_view kRefusalMark = " AVAssetWriter status: ";
-constexpr std::string_view kExceptionMark = " exception : ";
+/// How a line of the recorder's log goes on behind its prefix, and what that means for the call.
+struct TroubleMark {
+  std::string_view opening;
+  vx_result result;
+};
+constexpr TroubleMark kTroubleMarks[] = {
+    {"AVAssetWriter status: ", VX_REFUSED},
+    {"exception : ", VX_EXCEPTION},
+    // Sizes and formats were looked at before, so nothing but memory was missing.
+    {"Pixel buffer create failed", VX_OUT_OF_MEMORY},
+    {"Sample buffer create failed", VX_OUT_OF_MEMORY},
+};
 
-bool tellsOfTrouble(std::string_view line) {
-  return line.find(kRefusalMark) != line.npos || line.find(kExceptionMark) != line.npos;
+/// VX_OK for a line that tells of no trouble.
+vx_result troubleOf(std::string_view line) {
+  constexpr std::string_view kEndOfPrefix = ">] ";
+  const std::size_t end = line.find(kEndOfPrefix);
+  if (end == line.npos) {
+    return VX_OK;
+  }
+  const std::string_view message = line.substr(end + kEndOfPrefix.size());
+  for (const TroubleMark& mark : kTroubleMarks) {
+    if (message.starts_with(mark.opening)) {
+      return mark.result;
+    }
+  }
+  return VX_OK;
 }
 
+constexpr std::size_t kCallbacksAtOnce = 8;  // one within another, and on two threads
+
 }  // namespace
+
+Host::Host(const vx_callbacks& callbacks) : _callbacks(callbacks) {
+  _running.reserve(kCallbacksAtOnce);  // so that a callback takes no memory
+}
 
 /// The time in which a callback runs; `isAllowed` says whether it may.
 class Host::Callback {
@@ -48,9 +76,9 @@ class Host::Callback {
 };
 
 void Host::writeLog(const std::string& message, std::int32_t level) {
-  if (tellsOfTrouble(message)) {
+  if (const vx_result result = troubleOf(message); result != VX_OK) {
     const std::lock_guard lock(_mutex);
-    _trouble = message;
+    _trouble = Trouble{result, message};
   }
   const Callback callback(*this);
   if (callback.isAllowed() && _callbacks.log) {
@@ -91,6 +119,11 @@ void Host::detach() {
   });
 }
 
+bool Host::isDetached() const {
+  const std::lock_guard lock(_mutex);
+  return _isDetached;
+}
+
 std::optional<vx_result> Host::waitUntilDone(std::int32_t timeoutMs) {
   std::unique_lock lock(_mutex);
   const auto isDone = [this] { return _outcome.has_value(); };
@@ -117,7 +150,7 @@ void Host::forgetTrouble() {
   _trouble.reset();
 }
 
-std::optional<std::string> Host::trouble() const {
+std::optional<Trouble> Host::trouble() const {
   const std::lock_guard lock(_mutex);
   return _trouble;
 }

@@ -15,11 +15,17 @@
 
 namespace vx::capi {
 
+/// What the recorder tells of in its log alone, and a C host has to be answered.
+struct Trouble {
+  vx_result result;  ///< VX_REFUSED, VX_OUT_OF_MEMORY or VX_EXCEPTION
+  std::string line;
+};
+
 /// Hands log lines and the notice of a finished file to callbacks until it is detached.
 /// Thread: any.
 class Host : public VXVideoRecorderDelegate {
  public:
-  explicit Host(const vx_callbacks& callbacks) : _callbacks(callbacks) {}
+  explicit Host(const vx_callbacks& callbacks);
 
   /// The recorder that it serves, for the outcome; not kept alive.
   void setRecorder(const std::shared_ptr<VXVideoRecorder>& recorder) { _recorder = recorder; }
@@ -29,6 +35,7 @@ class Host : public VXVideoRecorderDelegate {
 
   /// From its return on no callback runs or comes, except for those that the caller is within.
   void detach();
+  bool isDetached() const;
   /// Waits for the end of `writeVideoFileDone`; nothing when `timeoutMs` (negative: without end)
   /// have passed.
   std::optional<vx_result> waitUntilDone(std::int32_t timeoutMs);
@@ -38,9 +45,8 @@ class Host : public VXVideoRecorderDelegate {
 
   /// Forgets the trouble; to be called before the recorder is.
   void forgetTrouble();
-  /// The line, since then, in which the recorder told of a sample that the writer refused or of an
-  /// exception that it caught. The recorder tells of them in its log alone.
-  std::optional<std::string> trouble() const;
+  /// The last trouble since then.
+  std::optional<Trouble> trouble() const;
 
  private:
   class Callback;
@@ -53,7 +59,7 @@ class Host : public VXVideoRecorderDelegate {
   bool _isDetached = false;               // guarded by _mutex, as all below
   std::vector<std::thread::id> _running;  // one entry a callback that runs
   std::optional<vx_result> _outcome;
-  std::optional<std::string> _trouble;
+  std::optional<Trouble> _trouble;
 };
 
 }  // namespace vx::capi

@@ -43,15 +43,34 @@ vx_result stopRecorder(vx_recorder& handle) {
   }
   host->forgetTrouble();
   recorder->stop();
-  // A refused last frame is the log's business; what keeps the file from being ended is ours.
-  const std::optional<std::string> trouble = host->trouble();
-  const bool wasRefused = trouble && trouble->find(" exception : ") != std::string::npos;
-  if (!wasRefused && !recorder->writing()) {
+  // A lost last frame is the log's business; what keeps the file from being ended is ours.
+  const std::optional<Trouble> trouble = host->trouble();
+  const bool wasRaised = trouble && trouble->result == VX_EXCEPTION;
+  if (!wasRaised && !recorder->writing()) {
     return VX_OK;
   }
-  handle.isStopped = false;
-  return wasRefused ? fail(VX_EXCEPTION, *trouble)
-                    : fail(VX_OUT_OF_MEMORY, "there is no memory; stop the recording again");
+  if (!host->isDetached()) {  // else the handle is gone
+    handle.isStopped = false;
+  }
+  return wasRaised ? fail(VX_EXCEPTION, trouble->line)
+                   : fail(VX_OUT_OF_MEMORY, "there is no memory; stop the recording again");
+}
+
+vx_result waitUntilDone(const vx_recorder& handle, std::int32_t timeoutMs) {
+  if (!handle.isStopped) {
+    return fail(VX_WRONG_STATE, "nothing was recorded, or the recording was not stopped");
+  }
+  // Held on to: the notice may destroy the recorder.
+  const std::shared_ptr<Host> host = handle.host;
+  const std::shared_ptr<VXVideoRecorder> recorder = handle.recorder;
+  if (host->isWithinCallback()) {
+    return fail(VX_WRONG_STATE, "a callback cannot wait for its own end");
+  }
+  const std::optional<vx_result> outcome = host->waitUntilDone(timeoutMs);
+  if (!outcome) {
+    return VX_TIMED_OUT;
+  }
+  return *outcome == VX_OK ? *outcome : fail(*outcome, failureText(*recorder));
 }
 
 }  // namespace
@@ -94,36 +113,15 @@ void vx_recorder_destroy(vx_recorder* recorder) {
 }
 
 vx_result vx_recorder_pause(vx_recorder* recorder) {
-  return guarded([&] {
-    if (!recorder) {
-      return fail(VX_INVALID_ARGUMENT, "the recorder is null");
-    }
-    recorder->recorder->pause();
+  return guardedWith(recorder, [](vx_recorder& handle) {
+    handle.recorder->pause();
     return vx_result{VX_OK};
   });
 }
 
-vx_result vx_recorder_stop(vx_recorder* recorder) {
-  return guarded([&] {
-    return recorder ? stopRecorder(*recorder) : fail(VX_INVALID_ARGUMENT, "the recorder is null");
-  });
-}
+vx_result vx_recorder_stop(vx_recorder* recorder) { return guardedWith(recorder, stopRecorder); }
 
 vx_result vx_recorder_wait_until_done(vx_recorder* recorder, int32_t timeout_ms) {
-  return guarded([&] {
-    if (!recorder) {
-      return fail(VX_INVALID_ARGUMENT, "the recorder is null");
-    }
-    if (!recorder->isStopped) {
-      return fail(VX_WRONG_STATE, "nothing was recorded, or the recording was not stopped");
-    }
-    if (recorder->host->isWithinCallback()) {
-      return fail(VX_WRONG_STATE, "a callback cannot wait for its own end");
-    }
-    const std::optional<vx_result> outcome = recorder->host->waitUntilDone(timeout_ms);
-    if (!outcome) {
-      return vx_result{VX_TIMED_OUT};
-    }
-    return *outcome == VX_OK ? *outcome : fail(*outcome, failureText(*recorder->recorder));
-  });
+  return guardedWith(recorder,
+                     [&](vx_recorder& handle) { return waitUntilDone(handle, timeout_ms); });
 }

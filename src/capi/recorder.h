@@ -21,6 +21,19 @@ struct vx_recorder {
 
 namespace vx::capi {
 
+/// Runs `body` with what the host holds, or answers that it holds nothing.
+template <typename Recorder, typename Body>
+vx_result guardedWith(Recorder* recorder, const Body& body) noexcept {
+  return guarded([&]() -> vx_result {
+    return recorder ? body(*recorder) : fail(VX_INVALID_ARGUMENT, "the recorder is null");
+  });
+}
+
+/// False for no input.
+inline bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
+  return input && input->isReadyForMoreMediaData();
+}
+
 /// The error of the recorder's writer as one text, or one that says what is known without it.
 std::string failureText(const VXVideoRecorder& recorder);
 

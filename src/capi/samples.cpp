@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <new>
 
 using namespace vx;
 using namespace vx::capi;
@@ -67,9 +68,7 @@ vx_result appendFrame(vx_recorder& handle, const vx_frame* given) {
   const std::shared_ptr<VXVideoRecorder> recorder = handle.recorder;
   const std::shared_ptr<Host> host = handle.host;
   // Only this thread fills the queue, so room that is there now is there within the call.
-  const bool hasRoom =
-      !recorder->writer() ||
-      (recorder->videoWriterInput() && recorder->videoWriterInput()->isReadyForMoreMediaData());
+  const bool hasRoom = !recorder->writer() || isReady(recorder->videoWriterInput());
   host->forgetTrouble();
   const std::uint32_t shortages = memoryShortages;
   recorder->appendVideoSample(dictionaryOf(frame));
@@ -83,8 +82,8 @@ vx_result appendFrame(vx_recorder& handle, const vx_frame* given) {
   if (writer->status() == AVAssetWriterStatusFailed) {
     return fail(VX_FAILED, failureText(*recorder));
   }
-  if (const std::optional<std::string> trouble = host->trouble()) {
-    return fail(VX_REFUSED, *trouble);
+  if (const std::optional<Trouble> trouble = host->trouble()) {
+    return fail(trouble->result, trouble->line);
   }
   return hasRoom ? VX_OK : VX_DROPPED;
 }
@@ -133,10 +132,10 @@ vx_result checkAudio(const vx_audio& audio) {
   return VX_OK;
 }
 
+/// What the caller gave was looked at before, so nothing but memory can be missing.
 void check(OSStatus status) {
   if (status != noErr) {
-    throw NSException(NSInvalidArgumentException,
-                      "the audio cannot be described (" + std::to_string(status) + ")");
+    throw std::bad_alloc();
   }
 }
 
@@ -192,17 +191,16 @@ vx_result appendAudio(vx_recorder& handle, const vx_audio* given) {
   if (recorder->writer() && !recorder->audioWriterInput()) {
     return fail(VX_WRONG_STATE, "the file has no audio track: audio_enabled was not set");
   }
-  const bool isTaken = CMTIME_IS_VALID(recorder->firstVideoFrameTime()) &&
-                       recorder->audioWriterInput() &&
-                       recorder->audioWriterInput()->isReadyForMoreMediaData();
+  const bool isTaken =
+      CMTIME_IS_VALID(recorder->firstVideoFrameTime()) && isReady(recorder->audioWriterInput());
   host->forgetTrouble();
   const std::uint32_t shortages = memoryShortages;
   recorder->appendAudioSample(bufferOf(audio).get());
   if (memoryShortages != shortages) {
     return fail(VX_OUT_OF_MEMORY, "there is no memory for the audio");
   }
-  if (const std::optional<std::string> trouble = host->trouble()) {
-    return fail(VX_REFUSED, *trouble);
+  if (const std::optional<Trouble> trouble = host->trouble()) {
+    return fail(trouble->result, trouble->line);
   }
   return isTaken ? VX_OK : VX_DROPPED;
 }
@@ -226,22 +224,14 @@ size_t vx_frame_buffer_length(uint32_t pixel_format, uint32_t width, uint32_t he
 }
 
 vx_result vx_recorder_append_frame(vx_recorder* recorder, const vx_frame* frame) {
-  return guarded([&] {
-    return recorder ? appendFrame(*recorder, frame)
-                    : fail(VX_INVALID_ARGUMENT, "the recorder is null");
-  });
+  return guardedWith(recorder, [&](vx_recorder& handle) { return appendFrame(handle, frame); });
 }
 
 vx_result vx_recorder_wait_for_room(vx_recorder* recorder, int32_t timeout_ms) {
-  return guarded([&] {
-    return recorder ? waitForRoom(*recorder, timeout_ms)
-                    : fail(VX_INVALID_ARGUMENT, "the recorder is null");
-  });
+  return guardedWith(recorder,
+                     [&](vx_recorder& handle) { return waitForRoom(handle, timeout_ms); });
 }
 
 vx_result vx_recorder_append_audio(vx_recorder* recorder, const vx_audio* audio) {
-  return guarded([&] {
-    return recorder ? appendAudio(*recorder, audio)
-                    : fail(VX_INVALID_ARGUMENT, "the recorder is null");
-  });
+  return guardedWith(recorder, [&](vx_recorder& handle) { return appendAudio(handle, audio); });
 }

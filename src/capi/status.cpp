@@ -9,10 +9,6 @@ namespace {
 
 constexpr CMTimeScale kMillisecondTimescale = 1000;
 
-bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
-  return input && input->isReadyForMoreMediaData();
-}
-
 void describeWriter(const AVAssetWriter& writer, vx_recorder& handle, vx_status& status) {
   const std::optional<NSURL> url = writer.outputURL();
   handle.outputPath = url ? std::optional(url->path()) : std::nullopt;
@@ -49,8 +45,6 @@ vx_status statusOf(vx_recorder& handle) {
 }  // namespace
 
 vx_result vx_recorder_get_status(vx_recorder* recorder, vx_status* status) {
-  return guarded([&] {
-    return recorder ? write(statusOf(*recorder), "vx_status", status)
-                    : fail(VX_INVALID_ARGUMENT, "the recorder is null");
-  });
+  return guardedWith(
+      recorder, [&](vx_recorder& handle) { return write(statusOf(handle), "vx_status", status); });
 }

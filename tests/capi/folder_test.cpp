@@ -40,6 +40,9 @@ TEST(FolderInspection, FailsWhereThereIsNoFolder) {
   vx_folder_info info = VX_FOLDER_INFO_INIT;
   EXPECT_EQ(vx_folder_inspect((folder / "none").c_str(), "rec", &info), VX_FAILED);
   EXPECT_STRNE(vx_last_error(), "");
+  folder.makeFile("file", 1);
+  EXPECT_EQ(vx_folder_inspect((folder / "file").c_str(), "rec", &info), VX_FAILED);
+  EXPECT_EQ(vx_last_error(), folder / "file" + " is no folder that can be read");
   EXPECT_EQ(vx_folder_inspect(nullptr, "rec", &info), VX_INVALID_ARGUMENT);
   EXPECT_EQ(vx_folder_inspect(folder.path().c_str(), "rec", nullptr), VX_INVALID_ARGUMENT);
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 using testing::HasSubstr;
 using testing::StrEq;
@@ -44,6 +45,7 @@ TEST(Encoders, AreListedAsTheLibraryKnowsThem) {
 TEST(Encoders, BeyondTheListAreRefused) {
   vx_encoder encoder = VX_ENCODER_INIT;
   EXPECT_EQ(vx_encoder_get(vx_encoder_count(), &encoder), VX_INVALID_ARGUMENT);
+  EXPECT_EQ(vx_last_error(), "there are only " + std::to_string(vx_encoder_count()) + " encoders");
   EXPECT_EQ(vx_encoder_get(0, nullptr), VX_INVALID_ARGUMENT);
 }
 
@@ -55,6 +57,17 @@ TEST(Encoders, AreChosenByName) {
   EXPECT_THAT(vx_last_error(), HasSubstr("crayon"));
   EXPECT_EQ(vx_set_preferred_encoder(nullptr), VX_INVALID_ARGUMENT);
   EXPECT_THAT(vx_preferred_encoder(), StrEq("auto"));
+}
+
+TEST(Encoders, KeepTheNameOfTheChoiceForTheThreadThatAskedForIt) {
+  const KeptChoice kept;
+  ASSERT_EQ(vx_set_preferred_encoder("auto"), VX_OK);
+  const char* const name = vx_preferred_encoder();
+  vx_encoder encoder = VX_ENCODER_INIT;
+  ASSERT_EQ(vx_encoder_get(0, &encoder), VX_OK);
+  ASSERT_EQ(vx_set_preferred_encoder(encoder.name), VX_OK);
+  std::thread([&] { EXPECT_THAT(vx_preferred_encoder(), StrEq(encoder.name)); }).join();
+  EXPECT_THAT(name, StrEq("auto"));
 }
 
 TEST(Encoders, TellWhetherTheyCanBeUsed) {

@@ -85,6 +85,24 @@ TEST_F(CLifetime, TellsWhenTheWriterCannotBeStopped) {
   EXPECT_EQ(vx_recorder_stop(recorder), VX_EXCEPTION);
   EXPECT_THAT(vx_last_error(), HasSubstr("not now"));
   EXPECT_EQ(vx_recorder_wait_until_done(recorder, -1), VX_WRONG_STATE) << "it goes on";
+  input->raisesOnFinish.reset();
+  EXPECT_EQ(vx_recorder_stop(recorder), VX_OK);
+}
+
+TEST_F(CLifetime, EndsThoughItsLastFrameIsRefused) {
+  useScriptedWriter();
+  ASSERT_EQ(append(0), VX_OK);
+  input->acceptsSamples = false;
+  EXPECT_EQ(vx_recorder_stop(recorder), VX_OK);
+  EXPECT_EQ(writer->finishHandlers.size(), 1u);
+}
+
+TEST_F(CLifetime, MayEndWithinTheLineOfAStopThatWasRefused) {
+  useScriptedWriter();
+  input->raisesOnFinish = vx::NSException(vx::NSInternalInconsistencyException, "not now");
+  onLog = [&](const std::string&) { vx_recorder_destroy(std::exchange(recorder, nullptr)); };
+  EXPECT_EQ(vx_recorder_stop(recorder), VX_EXCEPTION);
+  EXPECT_EQ(recorder, nullptr);
 }
 
 TEST_F(CLifetime, MayEndWithoutAStop) {
@@ -96,6 +114,8 @@ TEST_F(CLifetime, MayEndWithoutAStop) {
   }
   EXPECT_EQ(vx::test::readFile(folder / "c.mp4").videoTimesMs().size(), 1u);
   EXPECT_THAT(outcomes(), IsEmpty());
+  EXPECT_THAT(lines().back(), EndsWith("started session in appendVideoSample"))
+      << "what the stop itself says still arrives";
 }
 
 TEST_F(CLifetime, HasNoCallbackAfterItsEnd) {
@@ -143,6 +163,22 @@ TEST_F(CLifetime, MayEndWithinItsNotice) {
   ASSERT_EQ(append(0), VX_OK);
   ASSERT_EQ(vx_recorder_stop(recorder), VX_OK);
   destroyed.get_future().wait();
+}
+
+TEST_F(CLifetime, MayEndWithinItsNoticeWhileThatIsWaitedFor) {
+  useScriptedWriter();
+  ASSERT_EQ(append(0), VX_OK);
+  ASSERT_EQ(vx_recorder_stop(recorder), VX_OK);
+  onDone = [&] { vx_recorder_destroy(recorder); };
+  const long heldBefore = recorder->recorder.use_count();
+  std::thread waiting([&] { EXPECT_EQ(vx_recorder_wait_until_done(recorder, -1), VX_OK); });
+  for (bool isWaiting = false; !isWaiting;) {
+    const auto held = recorder->recorder;  // this copy is one, the wait's is another
+    isWaiting = held.use_count() > heldBefore + 1;
+  }
+  writer->complete(vx::AVAssetWriterStatusCompleted);
+  waiting.join();
+  recorder = nullptr;
 }
 
 TEST_F(CLifetime, MayEndWithinALineOfTheLog) {

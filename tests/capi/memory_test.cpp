@@ -1,6 +1,7 @@
 // Each allocation of a call fails in turn: the answer says so, and the call can be made again.
 #include "c_recorder.h"
 #include "support/failing_memory.h"
+#include "support/recorder_peer.h"
 
 using vx::test::FailingMemory;
 
@@ -50,8 +51,9 @@ class CMemoryOfARecording : public testing::Test {
   void begin() {
     ASSERT_EQ(vx_recorder_create(nullptr, &recorder), VX_OK);
     writer = std::make_shared<ScriptedWriter>();
+    input = std::make_shared<ScriptedInput>();
     recorder->recorder->setWriter(writer);
-    recorder->recorder->setVideoWriterInput(std::make_shared<ScriptedInput>());
+    recorder->recorder->setVideoWriterInput(input);
     recorder->recorder->setWriting(true);
     ASSERT_EQ(vx_recorder_append_frame(recorder, &first.frame), VX_OK);
   }
@@ -61,21 +63,70 @@ class CMemoryOfARecording : public testing::Test {
   }
 
   CFrame first{0};
-  CFrame second{40};
+  CFrame second{40, 32, 16};  // of a size of its own, so that it takes memory
   vx_recorder* recorder = nullptr;
   std::shared_ptr<ScriptedWriter> writer;
+  std::shared_ptr<ScriptedInput> input;
 };
 
 TEST_F(CMemoryOfARecording, ShortAtAFrameIsTold) {
   const int shortages = callWithEachAllocationFailing(
       [&] { begin(); }, [&] { return vx_recorder_append_frame(recorder, &second.frame); },
       [&](vx_result result) {
-        EXPECT_TRUE(result == VX_OK || result == VX_OUT_OF_MEMORY || result == VX_REFUSED)
-            << result;
+        EXPECT_TRUE(result == VX_OK || result == VX_OUT_OF_MEMORY) << result;
+        if (result == VX_OK) {
+          EXPECT_EQ(input->samples.size(), 1u) << "the first frame is lost without a word";
+          EXPECT_NE(VXVideoRecorderPeer(*recorder->recorder).buffer(), nullptr)
+              << "the second frame is lost without a word";
+        }
         EXPECT_EQ(vx_recorder_append_frame(recorder, &second.frame), VX_OK) << "it goes on";
         end();
       });
   EXPECT_GE(shortages, 3);
+}
+
+TEST_F(CMemoryOfARecording, ShortAtASoundIsTold) {
+  const std::uint8_t units[] = {1, 2, 3, 4};
+  const std::size_t lengths[] = {2, 2};
+  const std::uint8_t config[] = {0x12, 0x10};
+  vx_audio audio = VX_AUDIO_INIT;
+  audio.data = units;
+  audio.data_length = sizeof(units);
+  audio.unit_lengths = lengths;
+  audio.unit_count = 2;
+  audio.config = config;
+  audio.config_length = sizeof(config);
+  audio.sample_rate = 44100;
+  audio.channels = 2;
+  std::shared_ptr<ScriptedInput> sound;
+  const int shortages = callWithEachAllocationFailing(
+      [&] {
+        begin();
+        sound = std::make_shared<ScriptedInput>(vx::AVMediaTypeAudio);
+        recorder->recorder->setAudioWriterInput(sound);
+        recorder->recorder->setFirstVideoFrameTime(vx::kCMTimeZero);
+        recorder->recorder->setStartedSession(true);
+        recorder->recorder->setFirstAudioBuffer(true);
+      },
+      [&] { return vx_recorder_append_audio(recorder, &audio); },
+      [&](vx_result result) {
+        EXPECT_TRUE(result == VX_OK || result == VX_OUT_OF_MEMORY) << result;
+        EXPECT_EQ(vx_recorder_append_audio(recorder, &audio), VX_OK) << "it goes on";
+        end();
+      });
+  EXPECT_GE(shortages, 6) << "the format, its bytes, the block, its bytes and the sample";
+}
+
+TEST_F(CMemoryOfARecording, ShortAtTheEndHindersNoNotice) {
+  begin();
+  ASSERT_EQ(vx_recorder_stop(recorder), VX_OK);
+  {
+    const FailingMemory failing(FailingMemory::Source::operatorNew,
+                                FailingMemory::Extent::allFromThere, 0);
+    writer->complete(vx::AVAssetWriterStatusCompleted);
+  }
+  EXPECT_EQ(vx_recorder_wait_until_done(recorder, 0), VX_OK);
+  end();
 }
 
 TEST_F(CMemoryOfARecording, ShortAtTheStopLetsItBeStoppedAgain) {

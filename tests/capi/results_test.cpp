@@ -36,6 +36,7 @@ TEST(Results, OfAnyOtherExceptionAreNegativeToo) {
   EXPECT_EQ(resultOf(std::runtime_error("unforeseen")), VX_EXCEPTION);
   EXPECT_THAT(vx_last_error(), StrEq("unforeseen"));
   EXPECT_EQ(resultOf(42), VX_EXCEPTION);
+  EXPECT_THAT(vx_last_error(), StrEq("An exception without a text"));
 }
 
 TEST(Results, KeepTheirTextUntilTheNextErrorOfThisThread) {

@@ -6,6 +6,8 @@
 #include "support/pixel_formats.h"
 #include "support/sound.h"
 
+#include <cmath>
+
 using CFrames = CRecorderTest;
 using CSound = CRecorderTest;
 using testing::HasSubstr;
@@ -42,6 +44,23 @@ TEST_F(CFrames, OfAnImpossibleSizeOrFormatAreRefused) {
   frame.frame.width = 64;
   frame.frame.pixel_format = 0x12345678;
   EXPECT_EQ(vx_recorder_append_frame(recorder, &frame.frame), VX_INVALID_ARGUMENT);
+}
+
+TEST_F(CFrames, MayHaveTheLargestSide) {
+  useScriptedWriter();
+  const CFrame wide(0, 65535, 1);
+  EXPECT_EQ(vx_recorder_append_frame(recorder, &wide.frame), VX_OK) << vx_last_error();
+  const CFrame high(40, 1, 65535);
+  EXPECT_EQ(vx_recorder_append_frame(recorder, &high.frame), VX_OK) << vx_last_error();
+}
+
+TEST_F(CFrames, ThatNoMemoryHoldsAreToldOf) {
+  useScriptedWriter();
+  CFrame frame;
+  frame.frame.pixels = nullptr;
+  frame.frame.width = 65535;
+  frame.frame.height = 65535;
+  EXPECT_EQ(vx_recorder_append_frame(recorder, &frame.frame), VX_OUT_OF_MEMORY);
 }
 
 TEST_F(CFrames, AreReadWhereTheyLieAndNotBeyond) {
@@ -127,6 +146,21 @@ TEST_F(CFrames, WaitForRoomUntilTheTimeIsOver) {
   useScriptedWriter();
   input->ready = false;
   EXPECT_EQ(vx_recorder_wait_for_room(recorder, 0), VX_TIMED_OUT);
+}
+
+TEST_F(CFrames, WaitForRoomAgainAndAgainWhenThereIsNoEnd) {
+  struct LateInput : ScriptedInput {
+    int questions = 0;
+    bool waitUntilReadyForMoreMediaData(std::chrono::milliseconds timeout) override {
+      EXPECT_GT(timeout.count(), 0);
+      return ++questions == 3;
+    }
+  };
+  const auto late = std::make_shared<LateInput>();
+  recorder->recorder->setWriter(writer);
+  recorder->recorder->setVideoWriterInput(late);
+  EXPECT_EQ(vx_recorder_wait_for_room(recorder, -1), VX_OK);
+  EXPECT_EQ(late->questions, 3);
 }
 
 TEST_F(CFrames, LearnInTheWaitForRoomThatTheWriterFailed) {
@@ -216,9 +250,20 @@ TEST_F(CSound, WithoutATrackIsWrong) {
   EXPECT_THAT(vx_last_error(), HasSubstr("audio_enabled"));
 }
 
+TEST_F(CSound, AfterTheStopIsWrong) {
+  const auto sound = vx::test::encodeAac(vx::test::tone(4410));
+  configure([](vx_configuration& configuration) { configuration.audio_enabled = true; });
+  ASSERT_EQ(append(0), VX_OK);
+  ASSERT_EQ(vx_recorder_stop(recorder), VX_OK);
+  const vx_audio audio = audioOf(sound, sound.units[0]);
+  EXPECT_EQ(vx_recorder_append_audio(recorder, &audio), VX_WRONG_STATE);
+}
+
 TEST_F(CSound, ThatCannotBeIsNotRead) {
   const std::uint8_t bytes[4] = {};
   const std::size_t tooLong[] = {5};
+  const std::size_t tooLongTogether[] = {3, 2};
+  const std::size_t empty[] = {4, 0};
   vx_audio good = VX_AUDIO_INIT;
   good.data = bytes;
   good.data_length = sizeof(bytes);
@@ -232,13 +277,20 @@ TEST_F(CSound, ThatCannotBeIsNotRead) {
   EXPECT_EQ(resultWith([](vx_audio&) {}), VX_DROPPED);
   EXPECT_EQ(resultWith([](vx_audio& audio) { audio.data = nullptr; }), VX_INVALID_ARGUMENT);
   EXPECT_EQ(resultWith([](vx_audio& audio) { audio.data_length = 0; }), VX_INVALID_ARGUMENT);
-  EXPECT_EQ(resultWith([](vx_audio& audio) { audio.sample_rate = 0; }), VX_INVALID_ARGUMENT);
+  for (const double rate : {0.0, 0.5, -44100.0, 1e6 + 1, HUGE_VAL, std::nan("")}) {
+    EXPECT_EQ(resultWith([&](vx_audio& audio) { audio.sample_rate = rate; }), VX_INVALID_ARGUMENT)
+        << rate;
+  }
   EXPECT_EQ(resultWith([](vx_audio& audio) { audio.config_length = 2; }), VX_INVALID_ARGUMENT);
   EXPECT_EQ(resultWith([](vx_audio& audio) { audio.unit_count = 1; }), VX_INVALID_ARGUMENT);
   EXPECT_EQ(resultWith([](vx_audio& audio) { audio.timescale = -1; }), VX_INVALID_ARGUMENT);
-  EXPECT_EQ(resultWith([&](vx_audio& audio) {
-              audio.unit_lengths = tooLong;
-              audio.unit_count = 1;
-            }),
-            VX_INVALID_ARGUMENT);
+  const auto resultWithUnits = [&](const auto& lengths) {
+    return resultWith([&](vx_audio& audio) {
+      audio.unit_lengths = lengths;
+      audio.unit_count = std::size(lengths);
+    });
+  };
+  EXPECT_EQ(resultWithUnits(tooLong), VX_INVALID_ARGUMENT);
+  EXPECT_EQ(resultWithUnits(tooLongTogether), VX_INVALID_ARGUMENT);
+  EXPECT_EQ(resultWithUnits(empty), VX_INVALID_ARGUMENT);
 }
