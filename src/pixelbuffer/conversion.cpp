@@ -1,11 +1,10 @@
 // Host frames become pixel buffers; black frames fill pauses.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "pixelbuffer/row_alignment.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstring>
-#include <limits>
 
 using namespace vx;
 
@@ -14,16 +13,8 @@ namespace {
 constexpr std::size_t kPlaneCount = 3;                                     // Y, Cb, Cr
 constexpr std::array<int, kPlaneCount> kBlackPlanes = {0x10, 0x80, 0x80};  // video range
 
-// Toward zero; what 32 bits cannot hold becomes the nearest end, as no buffer has that size.
-std::int32_t truncated(double value) {
-  constexpr double kMax = std::numeric_limits<std::int32_t>::max();
-  constexpr double kMin = std::numeric_limits<std::int32_t>::min();
-  return std::isnan(value) ? 0 : static_cast<std::int32_t>(std::clamp(value, kMin, kMax));
-}
-
-std::size_t truncatedSide(double value) {
-  return static_cast<std::size_t>(std::max(truncated(value), 0));
-}
+// Toward zero. Sides come from unsigned 32-bit numbers.
+std::size_t truncated(double side) { return static_cast<std::size_t>(side); }
 
 // A buffer of another format answers for fewer planes: those that are missing have no bytes.
 void fill(void* bytes, int value, std::size_t count) {
@@ -50,8 +41,8 @@ CVPixelBufferRef VXVideoRecorder::convertPixelBufferFromFrameBuffer(const void* 
   const CVPixelBufferPoolRef pool = getBufferPoolWithSize(size, pixelFormatType);
   const CVReturn status =
       pool ? CVPixelBufferPoolCreatePixelBuffer(kCFAllocatorDefault, pool, &buffer)
-           : CVPixelBufferCreate(kCFAllocatorDefault, truncatedSide(size.width),
-                                 truncatedSide(size.height), pixelFormatType, nullptr, &buffer);
+           : CVPixelBufferCreate(kCFAllocatorDefault, truncated(size.width), truncated(size.height),
+                                 pixelFormatType, nullptr, &buffer);
   if (status != kCVReturnSuccess) {
     log("Pixel buffer create failed");
     return nullptr;
@@ -71,11 +62,11 @@ CVPixelBufferRef VXVideoRecorder::convertPixelBufferFromFrameBuffer(const void* 
 }
 
 void VXVideoRecorder::copyPlanes(const void* frameBuffer, CGSize size, CVPixelBufferRef toBuffer) {
-  const std::int32_t lumaPitch = truncated(size.width);
-  const std::int32_t chromaPitch = truncated(size.width * 0.5);
+  const std::size_t lumaPitch = truncated(size.width);
+  const std::size_t chromaPitch = truncated(size.width * 0.5);
   const auto* cursor = static_cast<const std::uint8_t*>(frameBuffer);
   for (std::size_t plane = 0; plane < kPlaneCount; ++plane) {
-    const auto pitch = static_cast<std::size_t>(plane == 0 ? lumaPitch : chromaPitch);
+    const std::size_t pitch = plane == 0 ? lumaPitch : chromaPitch;
     const std::size_t bytesPerRow = CVPixelBufferGetBytesPerRowOfPlane(toBuffer, plane);
     const std::size_t height = CVPixelBufferGetHeightOfPlane(toBuffer, plane);
     copyBuffer(cursor, pitch, CVPixelBufferGetBaseAddressOfPlane(toBuffer, plane), bytesPerRow,
@@ -119,8 +110,8 @@ std::size_t VXVideoRecorder::frameBufferLength(std::uint32_t pixelFormatType, st
   // The last row is read as far as the widest buffer of the size may reach: the first format of a
   // size decides which it is.
   constexpr std::uint64_t kMaxBytesPerPixel = 4;
-  constexpr std::uint64_t kRowAlignment = 32;
+  constexpr std::uint64_t kAlignment = pixelbuffer::kRowAlignment;
   const std::uint64_t widestRow =
-      (columns * kMaxBytesPerPixel + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+      (columns * kMaxBytesPerPixel + kAlignment - 1) / kAlignment * kAlignment;
   return bytesPerRow * (rows - 1) + std::min<std::uint64_t>(bytesPerRow, widestRow);
 }

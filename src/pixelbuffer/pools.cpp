@@ -1,11 +1,10 @@
 // The pools that frame buffers are drawn from, one a frame size.
 #include "VXVideoRecorder/VXVideoRecorder.h"
+#include "pixelbuffer/row_alignment.h"
 
 using namespace vx;
 
 namespace {
-
-constexpr std::int32_t kRowAlignment = 32;  // bytes
 
 std::string keyed(std::string_view key) { return std::string(key); }
 
@@ -40,7 +39,7 @@ CVPixelBufferPoolRef VXVideoRecorder::getBufferPoolWithSize(CGSize size, std::ui
       {keyed(kCVPixelBufferWidthKey), size.width},
       {keyed(kCVPixelBufferHeightKey), size.height},
       {keyed(kCVPixelBufferPixelFormatTypeKey), withFormat},
-      {keyed(kCVPixelBufferBytesPerRowAlignmentKey), kRowAlignment},
+      {keyed(kCVPixelBufferBytesPerRowAlignmentKey), pixelbuffer::kRowAlignment},
   };
   CVPixelBufferPoolRef pool = nullptr;
   if (CVPixelBufferPoolCreate(kCFAllocatorDefault, nullptr, &attributes, &pool) !=

@@ -280,7 +280,18 @@ TEST(FrameLengthRule, IsExact) {
   EXPECT_EQ(VXVideoRecorder::frameBufferLength(kY420, 5, 3, 0), 15u + 4 + 4);
   EXPECT_EQ(VXVideoRecorder::frameBufferLength(kBGRA, 64, 10, 256), 2560u);
   EXPECT_EQ(VXVideoRecorder::frameBufferLength(kBGRA, 8, 10, 4096), 4096u * 9 + 32);
+  EXPECT_EQ(VXVideoRecorder::frameBufferLength(kBGRA, 4, 10, 4096), 4096u * 9 + 32) << "aligned";
   EXPECT_EQ(VXVideoRecorder::frameBufferLength(kBGRA, 0, 10, 256), 0u);
+}
+
+TEST(FrameLengthRule, EndsAtTheLargestBuffer) {
+  constexpr std::uint32_t kMost = 4294967295;
+  for (const std::uint32_t side : {65535u, 65536u, kMost}) {
+    EXPECT_EQ(VXVideoRecorder::frameBufferLength(kY420, side, side, 0),
+              65535ull * 65535 + 2ull * 32767 * 32768);
+    EXPECT_EQ(VXVideoRecorder::frameBufferLength(kBGRA, side, side, kMost),
+              65534ull * kMost + 262144);
+  }
 }
 
 }  // namespace

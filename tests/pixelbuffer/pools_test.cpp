@@ -39,6 +39,14 @@ TEST_F(Pools, SameSizeFindsTheSamePool) {
   EXPECT_THAT(peer.pools(), testing::ElementsAre(first, other));
 }
 
+TEST_F(Pools, BothSidesArePartOfTheMatch) {
+  const auto square = peer.getBufferPoolWithSize(CGSizeMake(64, 64), kBGRA);
+  EXPECT_NE(peer.getBufferPoolWithSize(CGSizeMake(64, 48), kBGRA), square);
+  EXPECT_NE(peer.getBufferPoolWithSize(CGSizeMake(48, 64), kBGRA), square);
+  EXPECT_NE(peer.getBufferPoolWithSize(CGSizeMake(64, 80), kBGRA), square);
+  EXPECT_NE(peer.getBufferPoolWithSize(CGSizeMake(80, 64), kBGRA), square);
+}
+
 TEST_F(Pools, FormatIsNotPartOfTheMatch) {
   const auto first = peer.getBufferPoolWithSize(CGSizeMake(64, 48), kBGRA);
   EXPECT_EQ(peer.getBufferPoolWithSize(CGSizeMake(64, 48), kY420), first);
