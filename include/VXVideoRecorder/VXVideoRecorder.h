@@ -224,9 +224,9 @@ class VXVideoRecorder : public std::enable_shared_from_this<VXVideoRecorder> {
   /// later one leaves a gap. The first 0.1 s of the first buffer is not played, unless the buffer
   /// says what to trim itself (`vx::kCMSampleBufferAttachmentKey_TrimDurationAtStart`).
   ///
-  /// Dropped in silence before the first video sample was written; dropped with a log line while
-  /// the writer has no room, is not writing, or has no audio input. A null buffer is ignored. The
-  /// caller keeps its reference.
+  /// Dropped in silence before the first video sample was offered to the writer; dropped with a log
+  /// line while the writer has no room, is not writing, or has no audio input. A null buffer is
+  /// ignored. The caller keeps its reference.
   /// Thread: the host's, not at the same time as other calls; does not wait for the disk.
   /// Errors: a log line with the writer's status when the buffer is refused: another coding than
   /// AAC, no data, another format than before. Recording goes on.

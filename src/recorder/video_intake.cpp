@@ -6,6 +6,9 @@
 #include "recorder/memory_shortage.h"
 #include "recorder/timing.h"
 
+#include <functional>
+#include <utility>
+
 using namespace vx;
 
 namespace {
@@ -42,19 +45,20 @@ void VXVideoRecorder::takeFrame(const NSDictionary& frame) {
     return;
   }
   const CGSize size = CGSizeMake(width, height);
-  addFrameWithPixelFormatType(
-      pixelFormatType, size, timestamp, [&](VXVideoRecorder& recorder, std::uint32_t relativeTime) {
-        // The input may have turned not ready since the frame was accepted: offer the held frame
-        // once more, unless it came from a hardware decoder.
-        if (!isHwDecode && recorder._buffer) {
-          recorder.appendBufferWithDuration(relativeTime - recorder._timestamp);
-        }
-        const CVPixelBufferRef converted = recorder.convertPixelBufferFromFrameBuffer(
-            frameBuffer, size, bytesPerRow, pixelFormatType);
-        if (converted) {
-          recorder._buffer = converted;
-        }
-      });
+  const auto createBufferHandle = [&](VXVideoRecorder& recorder, std::uint32_t relativeTime) {
+    // The input may have turned not ready since the frame was accepted: offer the held frame once
+    // more, unless this one comes from a hardware decoder.
+    if (!isHwDecode && recorder._buffer) {
+      recorder.appendBufferWithDuration(relativeTime - recorder._timestamp);
+    }
+    const CVPixelBufferRef converted =
+        recorder.convertPixelBufferFromFrameBuffer(frameBuffer, size, bytesPerRow, pixelFormatType);
+    if (converted) {
+      recorder._buffer = converted;
+    }
+  };
+  // By reference, so that no frame costs an allocation for its handle.
+  addFrameWithPixelFormatType(pixelFormatType, size, timestamp, std::cref(createBufferHandle));
 }
 
 void VXVideoRecorder::addFrameWithPixelFormatType(std::uint32_t pixelFormatType, CGSize size,
@@ -160,16 +164,17 @@ void VXVideoRecorder::offerVideoSample(CMSampleBufferRef sample, std::uint32_t d
 
 CMSampleBufferRef VXVideoRecorder::setVedioBuffer(CVPixelBufferRef pixelBuffer,
                                                   std::uint32_t duration) {
-  CMVideoFormatDescriptionRef description = nullptr;
+  CFRef<CMVideoFormatDescriptionRef> description;
   if (CMVideoFormatDescriptionCreateForImageBuffer(kCFAllocatorDefault, pixelBuffer,
-                                                   &description) != noErr) {
+                                                   description.out()) != noErr) {
     return nullptr;
   }
   const CMSampleTimingInfo timing{recorder::timeFromMilliseconds(duration),
                                   recorder::timeFromMilliseconds(_timestamp), kCMTimeInvalid};
-  CMSampleBufferRef sample = nullptr;
-  const OSStatus status = CMSampleBufferCreateReadyWithImageBuffer(kCFAllocatorDefault, pixelBuffer,
-                                                                   description, &timing, &sample);
-  CFRelease(description);
-  return status == noErr ? sample : nullptr;
+  CFRef<CMSampleBufferRef> sample;
+  if (CMSampleBufferCreateReadyWithImageBuffer(kCFAllocatorDefault, pixelBuffer, description.get(),
+                                               &timing, sample.out()) != noErr) {
+    return nullptr;
+  }
+  return sample.release();
 }

@@ -83,6 +83,23 @@ TEST_F(Destruction, OfAHeldFrameWithoutAWriterWritesNothing) {
   EXPECT_TRUE(delegate->lines().empty());
 }
 
+TEST_F(Destruction, LetsNothingOutThatTheDelegateRaises) {
+  struct Raising : VXVideoRecorderDelegate {
+    bool wasAsked = false;
+    void writeLog(const std::string&, std::int32_t) override {
+      wasAsked = true;
+      throw std::runtime_error("the host's own");
+    }
+  };
+  useScriptedWriter();
+  appendAt(0);
+  const auto raising = std::make_shared<Raising>();
+  recorder->delegate = raising;
+  EXPECT_NO_THROW(recorder.reset());
+  EXPECT_TRUE(raising->wasAsked);
+  EXPECT_EQ(raising.use_count(), 1);
+}
+
 TEST_F(Destruction, FinishesTheFileWithoutAWordToTheDelegate) {
   useScriptedWriter();
   recorder->setFilename("new_1.mp4");

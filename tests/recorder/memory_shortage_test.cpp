@@ -1,4 +1,5 @@
 // What the recorder's calls do when there is no memory.
+#include "platform/memory_shortages.h"
 #include "support/recorder_fixture.h"
 
 #include <new>
@@ -27,7 +28,9 @@ class MemoryShortage : public RecorderTest {
 };
 
 TEST_F(MemoryShortage, LosesAFrameWithALine) {
+  const std::uint32_t before = memoryShortages;
   EXPECT_NO_THROW(appendAt(40));
+  EXPECT_EQ(memoryShortages, before + 1);
   EXPECT_THAT(delegate->lines(), ElementsAre(shortage("a frame is lost")));
   input->onAppend = nullptr;
   appendAt(80);
@@ -58,6 +61,23 @@ TEST_F(MemoryShortage, LeavesTheRecordingToBeStoppedAgainWithALine) {
   input->onAppend = nullptr;
   recorder->stop();
   EXPECT_EQ(writer->finishHandlers.size(), 1u);
+}
+
+TEST_F(MemoryShortage, OfTheWritersFinishLeavesTheRecordingToBeStoppedAgain) {
+  struct ShortAtTheFinish : ScriptedWriter {
+    void finishWritingWithCompletionHandler(std::function<void()>) override {
+      throw std::bad_alloc();
+    }
+  };
+  input->onAppend = nullptr;
+  recorder->setWriter(std::make_shared<ShortAtTheFinish>());
+  recorder->setWriting(true);
+  EXPECT_NO_THROW(recorder->stop());
+  EXPECT_THAT(delegate->lines(), ElementsAre(shortage("the recording is not stopped yet")));
+  EXPECT_TRUE(recorder->writing());
+  recorder->setWriter(writer);
+  recorder->stop();
+  EXPECT_FALSE(recorder->writing());
 }
 
 TEST_F(MemoryShortage, LosesTheLineThatThereIsNoMemoryFor) {
