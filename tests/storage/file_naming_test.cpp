@@ -82,6 +82,13 @@ TEST_F(FileNaming, UsesAHostsNameUnchanged) {
   EXPECT_EQ(recorder->filename(), "Büro: no extension");
 }
 
+TEST_F(FileNaming, TakesAnEmptyNameAsSet) {
+  recorder->setStoragePath(storage.path());
+  recorder->setFilename("");
+  outputPath();
+  EXPECT_EQ(recorder->filename(), "");
+}
+
 TEST_F(FileNaming, TakesANameWithFoldersAndMakesNone) {
   recorder->setStoragePath(storage.path());
   recorder->setFilename("sub/meeting.mp4");

@@ -28,14 +28,9 @@ class FolderQuota : public testing::Test {
   std::set<std::string> entries() const {
     std::set<std::string> names;
     for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
-      names.insert(fs::relative(entry.path().parent_path(), folder.path()) /
-                   entry.path().filename());
+      names.insert(entry.path().lexically_relative(folder.path()));
     }
-    std::set<std::string> tidy;
-    for (const std::string& name : names) {
-      tidy.insert(name.starts_with("./") ? name.substr(2) : name);
-    }
-    return tidy;
+    return names;
   }
 
   TemporaryFolder folder;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <string>
 
 #define PCRE2_CODE_UNIT_WIDTH 8
@@ -27,10 +28,15 @@ struct FreeMatchContext {
 };
 using Code = std::unique_ptr<pcre2_code, FreeCode>;
 
+/// Want of memory is raised: whoever asks must not take it for a pattern or a text that is wrong.
 Code compile(std::string_view pattern, std::uint32_t flags, int& failure) {
   PCRE2_SIZE where = 0;
-  return Code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), flags,
-                            &failure, &where, nullptr));
+  Code code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), flags,
+                          &failure, &where, nullptr));
+  if (!code && failure == PCRE2_ERROR_HEAP_FAILED) {
+    throw std::bad_alloc();
+  }
+  return code;
 }
 
 NSError malformed(std::string_view pattern, int failure) {
@@ -78,7 +84,7 @@ NSRange NSRegularExpression::rangeOfFirstMatchInString(std::string_view text, NS
   const std::unique_ptr<pcre2_match_data, FreeMatchData> data(
       pcre2_match_data_create_from_pattern(_compiled->characters.get(), nullptr));
   if (!context || !data) {
-    return kNone;
+    throw std::bad_alloc();
   }
   pcre2_set_match_limit(context.get(), kMaximumSteps);
   pcre2_set_heap_limit(context.get(), kMaximumHeapKibibytes);
@@ -90,6 +96,9 @@ NSRange NSRegularExpression::rangeOfFirstMatchInString(std::string_view text, NS
   const bool notUtf8 = matches <= PCRE2_ERROR_UTF8_ERR1 && matches >= PCRE2_ERROR_UTF8_ERR21;
   if ((notUtf8 || matches == PCRE2_ERROR_BADUTFOFFSET) && _compiled->bytes) {
     matches = match(_compiled->bytes.get());
+  }
+  if (matches == PCRE2_ERROR_NOMEMORY) {
+    throw std::bad_alloc();
   }
   if (matches < 0) {
     return kNone;
