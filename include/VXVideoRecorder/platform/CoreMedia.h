@@ -180,7 +180,6 @@ using CMSampleBufferMakeDataReadyCallback = OSStatus (*)(CMSampleBufferRef, void
 inline constexpr OSStatus kCMSampleBufferError_AllocationFailed = -12730;
 inline constexpr OSStatus kCMSampleBufferError_RequiredParameterMissing = -12731;
 inline constexpr OSStatus kCMSampleBufferError_AlreadyHasDataBuffer = -12732;
-inline constexpr OSStatus kCMSampleBufferError_BufferNotReady = -12733;
 inline constexpr OSStatus kCMSampleBufferError_SampleIndexOutOfRange = -12734;
 inline constexpr OSStatus kCMSampleBufferError_BufferHasNoSampleTimingInfo = -12736;
 inline constexpr OSStatus kCMSampleBufferError_InvalidEntryCount = -12738;

@@ -27,13 +27,11 @@ namespace vx {
 
 using CVReturn = std::int32_t;
 inline constexpr CVReturn kCVReturnSuccess = 0;
-inline constexpr CVReturn kCVReturnError = -6660;
 inline constexpr CVReturn kCVReturnInvalidArgument = -6661;
 inline constexpr CVReturn kCVReturnAllocationFailed = -6662;
 inline constexpr CVReturn kCVReturnInvalidPixelFormat = -6680;
 inline constexpr CVReturn kCVReturnInvalidSize = -6681;
 inline constexpr CVReturn kCVReturnInvalidPixelBufferAttributes = -6682;
-inline constexpr CVReturn kCVReturnInvalidPoolAttributes = -6690;
 
 using OSType = std::uint32_t;
 inline constexpr OSType kCVPixelFormatType_420YpCbCr8Planar = 0x79343230;  // 'y420'

@@ -39,7 +39,6 @@ class NSURL {
   static NSURL fileURLWithPath(std::string_view path);
   /// The absolute path.
   const std::string& path() const { return _path; }
-  bool isFileURL() const { return true; }
   friend bool operator==(const NSURL&, const NSURL&) = default;
 
  private:
