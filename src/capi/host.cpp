@@ -57,12 +57,11 @@ class Host::Callback {
     }
   }
   ~Callback() {
-    if (!_isAllowed) {
-      return;
-    }
     const std::lock_guard lock(_host._mutex);
-    auto& running = _host._running;
-    running.erase(std::find(running.begin(), running.end(), std::this_thread::get_id()));
+    if (_isAllowed) {
+      auto& running = _host._running;
+      running.erase(std::find(running.begin(), running.end(), std::this_thread::get_id()));
+    }
     _host._changed.notify_all();
   }
   Callback(const Callback&) = delete;
@@ -95,19 +94,16 @@ void Host::writeVideoFileDone() {
   const std::shared_ptr<AVAssetWriter> writer = recorder ? recorder->writer() : nullptr;
   const bool isWhole = writer && writer->status() == AVAssetWriterStatusCompleted;
   const vx_result outcome = isWhole ? VX_OK : VX_FAILED;
-  {
-    const Callback callback(*this);
-    if (callback.isAllowed() && _callbacks.done) {
-      try {
-        _callbacks.done(_callbacks.user_data, outcome);
-      } catch (...) {
-        // As above.
-      }
+  const Callback callback(*this);  // its end wakes those who wait for the outcome
+  if (callback.isAllowed() && _callbacks.done) {
+    try {
+      _callbacks.done(_callbacks.user_data, outcome);
+    } catch (...) {
+      // As above.
     }
   }
   const std::lock_guard lock(_mutex);
   _outcome = outcome;
-  _changed.notify_all();
 }
 
 void Host::detach() {

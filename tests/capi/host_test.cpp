@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <string>
 #include <thread>
@@ -54,38 +55,68 @@ INSTANTIATE_TEST_SUITE_P(All, LineWithoutTrouble,
                                          kPrefix + "Record a>] exception : b.mp4 - done",
                                          kPrefix + "Record exception : b.mp4 - done"));
 
-/// A host whose callback stays within until it is told to leave.
-struct HeldHost {
-  HeldHost() : host(callbacks()) {}
+/// A host that hears its lines by a function of the test's.
+struct HearingHost {
+  HearingHost() : host(callbacks()) {}
   vx_callbacks callbacks() {
-    vx_callbacks held = VX_CALLBACKS_INIT;
-    held.user_data = this;
-    held.log = [](void* self, const char*, std::int32_t) {
-      static_cast<HeldHost*>(self)->entered.set_value();
-      static_cast<HeldHost*>(self)->mayLeave.get_future().wait();
-      static_cast<HeldHost*>(self)->hasLeft = true;
+    vx_callbacks hearing = VX_CALLBACKS_INIT;
+    hearing.user_data = this;
+    hearing.log = [](void* self, const char* message, std::int32_t) {
+      static_cast<HearingHost*>(self)->onLine(message);
     };
-    return held;
+    return hearing;
   }
-  std::promise<void> entered, mayLeave;
-  std::atomic<bool> hasLeft = false;
+  std::function<void(const std::string&)> onLine;
   Host host;
 };
 
+/// Where a callback stays until it is told to leave.
+struct Stay {
+  void enterAndWait() {
+    entered.set_value();
+    mayLeave.get_future().wait();
+  }
+  std::promise<void> entered, mayLeave;
+};
+
 TEST(HostsEnd, WaitsForALineThatIsBeingTold) {
-  HeldHost held;
-  std::thread telling([&] { held.host.writeLog("line", 2); });
-  held.entered.get_future().wait();
+  HearingHost hearing;
+  Stay stay;
+  std::atomic<bool> hasLeft = false;
+  hearing.onLine = [&](const std::string&) {
+    stay.enterAndWait();
+    hasLeft = true;
+  };
+  std::thread telling([&] { hearing.host.writeLog("line", 2); });
+  stay.entered.get_future().wait();
   std::thread detaching([&] {
-    held.host.detach();
-    EXPECT_TRUE(held.hasLeft);
+    hearing.host.detach();
+    EXPECT_TRUE(hasLeft);
   });
-  while (!held.host.isDetached()) {  // from there on it waits
+  while (!hearing.host.isDetached()) {  // from there on it waits
     std::this_thread::yield();
   }
-  held.mayLeave.set_value();
+  stay.mayLeave.set_value();
   detaching.join();
   telling.join();
+}
+
+TEST(HostsCallbacks, AreKnownByTheirThread) {
+  HearingHost hearing;
+  Stay first, second;
+  hearing.onLine = [&](const std::string& line) {
+    (line == "first" ? first : second).enterAndWait();
+    EXPECT_TRUE(hearing.host.isWithinCallback()) << line;
+  };
+  std::thread one([&] { hearing.host.writeLog("first", 2); });
+  first.entered.get_future().wait();
+  std::thread two([&] { hearing.host.writeLog("second", 2); });
+  second.entered.get_future().wait();
+  first.mayLeave.set_value();
+  one.join();
+  EXPECT_FALSE(hearing.host.isWithinCallback());
+  second.mayLeave.set_value();
+  two.join();
 }
 
 }  // namespace

@@ -45,6 +45,16 @@ TEST(CMemory, ShortAtCreationLeavesNoRecorder) {
   EXPECT_GE(shortages, 3) << "the handle, the host and the recorder take memory";
 }
 
+TEST(CMemory, ShortAtTheFirstCallbackHindersNoNotice) {
+  vx::capi::Host host(VX_CALLBACKS_INIT);
+  {
+    const FailingMemory failing(FailingMemory::Source::operatorNew,
+                                FailingMemory::Extent::allFromThere, 0);
+    host.writeVideoFileDone();
+  }
+  EXPECT_EQ(host.waitUntilDone(0), VX_FAILED) << "nobody knows of a file";
+}
+
 /// A recorder that is in the middle of a recording, as often as one is wanted.
 class CMemoryOfARecording : public testing::Test {
  protected:
