@@ -1,12 +1,14 @@
 #include "support/failing_memory.h"
 
+#include "platform/foundation/sanitizers.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if VX_ADDRESS_SANITIZER || VX_THREAD_SANITIZER
 #define VX_HAS_OWN_MALLOC 0
 #else
 #define VX_HAS_OWN_MALLOC 1

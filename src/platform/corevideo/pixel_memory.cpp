@@ -1,5 +1,7 @@
 #include "platform/corevideo/pixel_memory.h"
 
+#include "platform/foundation/sanitizers.h"
+
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -71,11 +73,9 @@ PixelMemory PixelMemory::allocateZeroed(std::size_t size) {
   if (size == 0 || isOutOfReach(size)) {
     return {};
   }
-#if defined(__SANITIZE_ADDRESS__)
-  return fromHeap(size);  // where every access beyond the last byte is found
-#else
-  return size < kMappedFrom ? fromHeap(size) : map(size);
-#endif
+  // The address sanitizer finds every access beyond the last byte, but on the heap only.
+  const bool staysOnHeap = VX_ADDRESS_SANITIZER || size < kMappedFrom;
+  return staysOnHeap ? fromHeap(size) : map(size);
 }
 
 PixelMemory PixelMemory::fromHeap(std::size_t size) {

@@ -1,6 +1,7 @@
 #include "VXVideoRecorder/platform/CoreVideo.h"
 #include "platform/corevideo/pixel_buffer_registry.h"
 #include "platform/corevideo/used_pools.h"
+#include "platform/foundation/sanitizers.h"
 
 #include "support/pixel_buffers.h"
 
@@ -15,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if VX_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -182,7 +183,7 @@ TEST_F(PixelBufferPool, UseOfAStandAloneBufferDropsIdleBuffersToo) {
 }
 
 // Sanitizers keep books of memory in memory.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !VX_ADDRESS_SANITIZER && !VX_THREAD_SANITIZER
 
 std::size_t residentPages() {
   std::size_t all = 0;
@@ -322,7 +323,7 @@ TEST_F(PixelBufferPool, NullIsAnswered) {
   CVPixelBufferPoolRelease(nullptr);
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if VX_ADDRESS_SANITIZER
 
 /// Runs `work` deep enough in the stack that nothing of it is left for a leak checker to find.
 template <typename Work>
