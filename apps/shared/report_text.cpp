@@ -93,18 +93,20 @@ std::string secondsOf(std::int64_t milliseconds) {
   return printed("%.3f s", static_cast<double>(milliseconds) / 1000);
 }
 
-std::string jsonText(std::string_view text) {
-  std::string result = "\"";
+std::string asUtf8(std::string_view text) {
+  std::string result;
   while (!text.empty()) {
     const std::size_t length = sequenceLength(text);
-    if (length == 0) {
-      result += kReplacement;
-    } else if (length == 1) {
-      result += escaped(text.front());
-    } else {
-      result += text.substr(0, length);
-    }
+    result += length == 0 ? kReplacement : text.substr(0, length);
     text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return result;
+}
+
+std::string jsonText(std::string_view text) {
+  std::string result = "\"";
+  for (const char character : asUtf8(text)) {
+    result += escaped(character);
   }
   return result += '"';
 }

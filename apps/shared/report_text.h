@@ -19,7 +19,9 @@ std::string counted(std::uint64_t count, const char* one, const char* many);
 /// 1500 as "1.500 s".
 std::string secondsOf(std::int64_t milliseconds);
 
-/// `text` as a JSON text with its quotes; bytes that are not UTF-8 become U+FFFD.
+/// `text` with U+FFFD in place of the bytes that are not UTF-8.
+std::string asUtf8(std::string_view text);
+/// `text` as a JSON text with its quotes; bytes that are not UTF-8 as above.
 std::string jsonText(std::string_view text);
 /// The same; null where there is none.
 std::string jsonTextOrNull(const std::optional<std::string>& text);

@@ -104,7 +104,11 @@ class BlackFinder {
   std::vector<TimeSpan> find() {
     const LibavPointer<AVPacket> packet = makePacket();
     std::size_t number = 0;
-    while (number < _candidates.size() && av_read_frame(_file.get(), packet.get()) >= 0) {
+    while (number < _candidates.size()) {
+      if (const int code = av_read_frame(_file.get(), packet.get()); code < 0) {
+        require(code == AVERROR_EOF, "read", code);
+        break;
+      }
       if (packet->stream_index == _stream) {
         take(*packet, number++);
       }
@@ -127,11 +131,20 @@ class BlackFinder {
   }
 
   void receive() {
-    while (_decoder->receive(*_frame) == StreamDecoder::Result::frame) {
+    StreamDecoder::Result result = _decoder->receive(*_frame);
+    for (; result == StreamDecoder::Result::frame; result = _decoder->receive(*_frame)) {
       const auto number = static_cast<std::size_t>(_frame->pts);
       if (number < _candidates.size() && isBlack(*_frame)) {
         add(_candidates[number].span);
       }
+    }
+    require(result != StreamDecoder::Result::broken, "decoded", _decoder->lastError());
+  }
+
+  static void require(bool isFine, const char* what, int code) {
+    if (!isFine) {
+      throw InputError("the recording cannot be " + std::string(what) +
+                       " any further: " + libavErrorText(code));
     }
   }
 

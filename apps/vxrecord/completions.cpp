@@ -48,8 +48,7 @@ std::string bashCase(const OptionEntry& option) {
   } else if (option.completion == Completion::encoders) {
     reply =
         "mapfile -t COMPREPLY < <(compgen -W \"$(\"${COMP_WORDS[0]}\" --list-encoders 2>/dev/null "
-        "| "
-        "cut -d ' ' -f 1)\" -- \"$word\"); return";
+        "| cut -d ' ' -f 1)\" -- \"$word\"); return";
   }
   return "    " + std::string(option.name) + ") " + reply + " ;;\n";
 }

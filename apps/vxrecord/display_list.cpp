@@ -3,11 +3,12 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string_view>
+
+#include "command_words.h"
 
 namespace vxrecord {
 namespace {
@@ -32,14 +33,8 @@ void takeAnswer(const X11Answer& answer, DisplayState& display) {
     display.trouble = textOfError(error);
     return;
   }
-  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(answer.connection.get()));
-  for (int number = answer.screenNumber; screens.rem > 1 && number > 0; --number) {
-    xcb_screen_next(&screens);
-  }
-  if (screens.rem > 0) {
-    display.width = screens.data->width_in_pixels;
-    display.height = screens.data->height_in_pixels;
-  }
+  display.width = answer.screen().width_in_pixels;
+  display.height = answer.screen().height_in_pixels;
 }
 
 void askForSizes(std::vector<DisplayState>& displays, std::chrono::milliseconds patience) {
@@ -59,13 +54,9 @@ std::set<int> displayNumbers(const std::string& folder) {
   std::error_code failed;
   for (const auto& entry : std::filesystem::directory_iterator(folder, failed)) {
     const std::string name = entry.path().filename().string();
-    int number = 0;
-    const char* end = name.data() + name.size();
-    if (name.starts_with('X') && name.size() > 1) {
-      const auto [position, error] = std::from_chars(name.data() + 1, end, number);
-      if (error == std::errc{} && position == end && number >= 0) {
-        numbers.insert(number);
-      }
+    const auto number = vxapps::wholeNumber<int>(std::string_view(name).substr(1));
+    if (name.starts_with('X') && number && *number >= 0) {
+      numbers.insert(*number);
     }
   }
   return numbers;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "VXVideoRecorder/platform/AVVideoEncoder.h"
-#include "option_values.h"
 #include "options.h"
 
 namespace vxrecord {

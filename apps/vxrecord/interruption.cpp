@@ -1,6 +1,5 @@
 #include "interruption.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <cstdint>
 
 #include "terminal_mode.h"
+#include "wake_pipe.h"
 
 namespace vxrecord {
 namespace {
@@ -22,14 +22,7 @@ static_assert(std::atomic<std::int64_t>::is_always_lock_free, "signal handlers o
 constexpr std::int64_t kNever = -1;
 std::atomic<std::int64_t> endWishedMs = kNever;
 std::atomic<unsigned> pauseToggles = 0;
-// The handlers write a byte into this pipe, which wakes a sleeper that began just before it.
-int wakeRead = -1;
-int wakeWrite = -1;
-
-void wake() {
-  const char byte = 0;
-  [[maybe_unused]] const ssize_t written = write(wakeWrite, &byte, 1);
-}
+WakePipe wakePipe;
 
 // The standard does not list the clock for handlers, but POSIX does clock_gettime, which it is.
 std::int64_t nowMs() {
@@ -44,7 +37,7 @@ extern "C" void noteEnd(int signal) {
   if (!endWishedMs.compare_exchange_strong(first, now) && now - first > kSameWish.count()) {
     dieOfSignal(signal);
   }
-  wake();
+  wakePipe.wake();
   errno = savedErrno;
 }
 
@@ -72,22 +65,17 @@ void sleepUntilWoken(Clock::time_point moment, int descriptor = -1) {
   using std::chrono::milliseconds;
   const auto left = std::chrono::ceil<milliseconds>(moment - Clock::now());
   const milliseconds wait = std::clamp(left, milliseconds::zero(), milliseconds(60000));
-  std::array<pollfd, 2> ready = {{{wakeRead, POLLIN, 0}, {descriptor, POLLIN, 0}}};
+  std::array<pollfd, 2> ready = {{{wakePipe.readEnd(), POLLIN, 0}, {descriptor, POLLIN, 0}}};
   if (poll(ready.data(), ready.size(), static_cast<int>(wait.count())) > 0 &&
       ready[0].revents != 0) {
-    std::array<char, 64> bytes{};
-    [[maybe_unused]] const ssize_t taken = read(wakeRead, bytes.data(), bytes.size());
+    wakePipe.drain();
   }
 }
 
 }  // namespace
 
 void listenForSignals() {
-  int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
-    wakeRead = ends[0];
-    wakeWrite = ends[1];
-  }
+  wakePipe.open();
   // No SA_RESTART: a blocked read has to end.
   handle(SIGINT, noteEnd, 0);
   handle(SIGTERM, noteEnd, 0);
@@ -111,7 +99,7 @@ bool isPauseWished() { return pauseToggles % 2 == 1; }
 
 void togglePause() {
   ++pauseToggles;
-  wake();
+  wakePipe.wake();
 }
 
 bool sleepUntil(Clock::time_point moment) {

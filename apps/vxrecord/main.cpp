@@ -15,6 +15,7 @@
 #include "options.h"
 #include "output_place.h"
 #include "recording.h"
+#include "report_text.h"
 #include "result.h"
 #include "terminal_keys.h"
 #include "verify.h"
@@ -23,30 +24,35 @@ namespace {
 
 using namespace vxrecord;
 
-int exitWith(ExitStatus status) { return static_cast<int>(status); }
-
-int complain(ExitStatus status, bool json, const std::string& why) {
+ExitStatus complain(ExitStatus status, bool json, const std::string& why) {
   std::fprintf(stderr, "vxrecord: %s\n", why.c_str());
-  if (json) {
-    RunResult result;
-    result.error = why;
-    std::printf("%s\n", asJson(result).c_str());
-  }
-  return exitWith(status);
+  RunResult result;
+  result.error = why;
+  return answer(json ? asJson(result) + "\n" : "", status);
 }
 
-int report(const Options& options, const RunResult& result, const std::string& inputTrouble) {
+void warn(const Options& options, const std::string& why) {
+  if (options.talk != Talk::quiet) {
+    std::fprintf(stderr, "vxrecord: %s\n", why.c_str());
+  }
+}
+
+ExitStatus report(const Options& options, const RunResult& result,
+                  const std::string& inputTrouble) {
   if (result.error) {
     std::fprintf(stderr, "vxrecord: %s\n", result.error->c_str());
-  } else if (!inputTrouble.empty() && options.talk != Talk::quiet) {
-    std::fprintf(stderr, "vxrecord: %s\n", inputTrouble.c_str());
+  } else if (!inputTrouble.empty()) {
+    warn(options, inputTrouble);
   }
+  const ExitStatus status = exitStatusOf(result);
   if (options.json) {
-    std::printf("%s\n", asJson(result).c_str());
-  } else if (result.file && options.talk != Talk::quiet) {
-    std::printf("%s\n", asSentence(result).c_str());
+    return answer(asJson(result) + "\n", status);
   }
-  return exitWith(exitStatusOf(result));
+  if (result.file && options.talk != Talk::quiet) {
+    // The recording does not fail because the terminal that it was begun at is gone.
+    static_cast<void>(answer(asSentence(result) + "\n", status));
+  }
+  return status;
 }
 
 LibavTalk libavTalk(Talk talk) {
@@ -56,19 +62,19 @@ LibavTalk libavTalk(Talk talk) {
   return talk == Talk::verbose ? LibavTalk::warnings : LibavTalk::nothing;
 }
 
-int record(const Options& options) {
+ExitStatus record(const Options& options) {
   catchLibavMessages(libavTalk(options.talk));
   listenForSignals();
   if (options.folderLimitMegabytes > 0 && !options.fileNamePrefix) {
-    std::fprintf(stderr, "vxrecord: --folder-limit deletes nothing without --file-name-prefix\n");
+    warn(options, "--folder-limit deletes nothing without --file-name-prefix");
   }
   std::optional<TerminalKeys> keys;
   if (options.input != "-") {
     keys.emplace();
   }
   const std::unique_ptr<Input> input = openInput(options.input, options.audio);
-  if (options.audio && !input->hasSound() && options.talk != Talk::quiet) {
-    std::fprintf(stderr, "vxrecord: the input has no sound; the recording will have none\n");
+  if (options.audio && !input->hasSound()) {
+    warn(options, "the input has no sound; the recording will have none");
   }
   if (options.encoder) {
     chooseEncoder(*options.encoder);
@@ -81,42 +87,35 @@ int record(const Options& options) {
   return report(options, result, input->trouble());
 }
 
-int listDisplays() {
+ExitStatus listDisplays() {
   const std::string list = asLines(findDisplays());
-  std::fputs(list.empty() ? "no X display was found\n" : list.c_str(),
-             list.empty() ? stderr : stdout);
-  return exitWith(ExitStatus::done);
+  if (list.empty()) {
+    std::fputs("no X display was found\n", stderr);
+  }
+  return answer(list, ExitStatus::done);
 }
 
-int runCommand(const Command& command) {
+ExitStatus runCommand(const Command& command) {
   switch (command.action) {
     case Command::Action::showHelp:
-      std::fputs(helpText().c_str(), stdout);
-      return exitWith(ExitStatus::done);
+      return answer(helpText(), ExitStatus::done);
     case Command::Action::showVersion:
-      std::printf("vxrecord %.1f\n", VXVideoRecorderFrameworkVersionNumber);
-      return exitWith(ExitStatus::done);
+      return answer(vxapps::printed("vxrecord %.1f\n", VXVideoRecorderFrameworkVersionNumber),
+                    ExitStatus::done);
     case Command::Action::listDisplays:
       return listDisplays();
     case Command::Action::listEncoders:
-      std::fputs(encoderLines(command.options.talk >= Talk::verbose).c_str(), stdout);
-      return exitWith(ExitStatus::done);
+      return answer(encoderLines(command.options.talk >= Talk::verbose), ExitStatus::done);
     case Command::Action::record:
       break;
   }
   return record(command.options);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+ExitStatus run(const std::vector<std::string>& words) {
   const bool json = asksForJson(words);
   try {
-    if (isVerifyCommand(words)) {
-      return exitWith(runVerify(words));
-    }
-    return runCommand(parseCommandLine(words));
+    return isVerifyCommand(words) ? runVerify(words) : runCommand(parseCommandLine(words));
   } catch (const UsageError& error) {
     return complain(ExitStatus::wrongUse, json, error.what());
   } catch (const InputError& error) {
@@ -124,4 +123,10 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     return complain(ExitStatus::recordingFailed, json, error.what());
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return static_cast<int>(run({argv + (argc > 0 ? 1 : 0), argv + argc}));
 }

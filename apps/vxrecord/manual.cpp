@@ -79,7 +79,9 @@ ManualSection exitStatus() {
   return {"EXIT STATUS",
           {},
           {{"0", "done"},
-           {"1", "the recording failed; with verify: it is not whole"},
+           {"1",
+            "the recording failed, or the answer could not be printed; with verify: it is not "
+            "whole"},
            {"2", "wrong use, or an input that cannot be opened"}},
           {}};
 }

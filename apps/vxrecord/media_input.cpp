@@ -10,8 +10,10 @@
 #include <new>
 #include <optional>
 
+#include "command_words.h"
 #include "frame_clock.h"
 #include "interruption.h"
+#include "report_text.h"
 #include "sound_converter.h"
 #include "stream_decoder.h"
 #include "upright.h"
@@ -30,7 +32,7 @@ constexpr AVRational kUsualRate = {25, 1};
 constexpr std::array<std::string_view, 8> kLiveProtocols = {"rtsp", "rtsps", "rtp", "srtp",
                                                             "udp",  "rtmp",  "srt", "rist"};
 
-std::string inQuotes(const std::string& text) { return "\"" + text + "\""; }
+using vxapps::quoted;
 
 /// Options for FFmpeg; what it does not know stays in and is let go of.
 class Dictionary {
@@ -228,6 +230,7 @@ bool MediaInput::readSound(MediaFrame& frame) {
   if (!_sound) {
     return false;
   }
+  // What cannot be decoded is counted; pictures go on without it, and perhaps the next packet can.
   for (LibavPointer<AVFrame> decoded = makeFrame();
        _soundDecoder->receive(*decoded) == StreamDecoder::Result::frame; decoded = makeFrame()) {
     _decodedSound.push_back(std::move(decoded));
@@ -282,10 +285,13 @@ MediaInput::Step MediaInput::sendNextPacket() {
 }
 
 std::string MediaInput::trouble() const {
-  if (!_breakage.empty() || _decoder.damagedPackets() == 0) {
+  const std::int64_t damaged =
+      _decoder.damagedPackets() + (_soundDecoder ? _soundDecoder->damagedPackets() : 0);
+  if (!_breakage.empty() || damaged == 0) {
     return _breakage;
   }
-  return std::to_string(_decoder.damagedPackets()) + " damaged pieces of the input were left out";
+  return "left out of the input: " +
+         vxapps::counted(static_cast<std::uint64_t>(damaged), "damaged piece", "damaged pieces");
 }
 
 bool isLiveAddress(const std::string& name) {
@@ -307,10 +313,10 @@ void requireAddress(const std::string& name) {
   }
   std::string advice = "; check the name";
   if (colon != std::string::npos) {
-    advice += ", or write an address that FFmpeg knows (" + inQuotes(name.substr(0, colon + 1)) +
+    advice += ", or write an address that FFmpeg knows (" + quoted(name.substr(0, colon + 1)) +
               " is none)";
   }
-  throw InputError("no such file: " + inQuotes(name) + advice);
+  throw InputError("no such file: " + quoted(name) + advice);
 }
 
 // A name that stands on disk: the prefix keeps a colon from being read as a protocol, the option
@@ -338,7 +344,7 @@ std::unique_ptr<Input> openMedia(const std::string& name, bool withSound) {
     address.url = "pipe:0";
   } else if (stat(name.c_str(), &entry) == 0) {
     if (S_ISDIR(entry.st_mode)) {
-      throw InputError(inQuotes(name) + " is a folder; give a file in it");
+      throw InputError(quoted(name) + " is a folder; give a file in it");
     }
     address = addressOfFile(name, entry.st_mode);
   } else if (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG) {
@@ -346,10 +352,10 @@ std::unique_ptr<Input> openMedia(const std::string& name, bool withSound) {
     address.url = name;
     address.isLive = isLiveAddress(name);
   } else {
-    throw InputError("cannot open " + inQuotes(name) + ": " + std::strerror(errno));
+    throw InputError("cannot open " + quoted(name) + ": " + std::strerror(errno));
   }
   address.withSound = withSound;
-  address.shownName = name == "-" ? "standard input" : inQuotes(name);
+  address.shownName = name == "-" ? "standard input" : quoted(name);
   address.advice = "it has to be a file or address that FFmpeg plays, and readable";
   return openMedia(address);
 }

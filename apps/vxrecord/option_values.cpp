@@ -1,9 +1,7 @@
 #include "option_values.h"
 
-#include <charconv>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include "options.h"
 
@@ -14,19 +12,8 @@ constexpr double kMillisecondsPerSecond = 1000.0;
 constexpr double kMostSeconds = 1e9;
 
 template <typename Number>
-std::optional<Number> wholeText(std::string_view text) {
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto [position, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || position != end) {
-    return std::nullopt;
-  }
-  return number;
-}
-
-template <typename Number>
 Number parseNumber(std::string_view option, std::string_view text) {
-  if (const auto number = wholeText<Number>(text)) {
+  if (const auto number = vxapps::wholeNumber<Number>(text)) {
     return *number;
   }
   throw UsageError(std::string(option) + " takes a whole number from 0 to " +
@@ -34,12 +21,6 @@ Number parseNumber(std::string_view option, std::string_view text) {
 }
 
 }  // namespace
-
-std::string quoted(std::string_view text) {
-  std::string result = "\"";
-  result += text;
-  return result += '"';
-}
 
 std::uint32_t parseNumber32(std::string_view option, std::string_view text) {
   return parseNumber<std::uint32_t>(option, text);
@@ -50,7 +31,7 @@ std::uint64_t parseNumber64(std::string_view option, std::string_view text) {
 }
 
 std::int64_t parseSeconds(std::string_view option, std::string_view text, bool zeroIsAllowed) {
-  const auto seconds = wholeText<double>(text);
+  const auto seconds = vxapps::wholeNumber<double>(text);
   const bool isFine = seconds && std::isfinite(*seconds) && *seconds <= kMostSeconds &&
                       (*seconds > 0 || (zeroIsAllowed && *seconds == 0));
   if (!isFine) {

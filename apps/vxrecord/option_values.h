@@ -9,9 +9,6 @@
 
 namespace vxrecord {
 
-/// `text` as it is shown in a message.
-std::string quoted(std::string_view text);
-
 /// Errors: all throw UsageError, which names the option and what it takes.
 std::uint32_t parseNumber32(std::string_view option, std::string_view text);
 std::uint64_t parseNumber64(std::string_view option, std::string_view text);

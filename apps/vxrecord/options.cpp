@@ -1,9 +1,6 @@
 #include "options.h"
 
-#include <algorithm>
-
 #include "option_table.h"
-#include "option_values.h"
 
 namespace vxrecord {
 namespace {
@@ -151,10 +148,5 @@ void Parser::joinPause() {
 }  // namespace
 
 Command parseCommandLine(const std::vector<std::string>& words) { return Parser(words).parse(); }
-
-bool asksForJson(const std::vector<std::string>& words) {
-  const auto end = std::find(words.begin(), words.end(), "--");
-  return std::find(words.begin(), end, "--json") != end;
-}
 
 }  // namespace vxrecord

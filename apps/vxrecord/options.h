@@ -3,20 +3,17 @@
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "command_words.h"
 #include "pixel_format.h"
 
 namespace vxrecord {
 
-/// Wrong use: the text says what was wrong and what to do.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using vxapps::asksForJson;
+using vxapps::quoted;
+using vxapps::UsageError;
 
 /// How much a run says on standard error, each more than the one before.
 enum class Talk : std::uint8_t {
@@ -60,8 +57,5 @@ struct Command {
 /// Reads the words behind the program's name.
 /// Errors: throws UsageError.
 Command parseCommandLine(const std::vector<std::string>& words);
-
-/// Whether the words ask for JSON, also when they are wrong otherwise.
-bool asksForJson(const std::vector<std::string>& words);
 
 }  // namespace vxrecord

@@ -47,10 +47,7 @@ void prepareOutputPlace(const OutputPlace& place, const std::string& input) {
   std::error_code error;
   fs::create_directories(place.folder, error);
   if (error) {
-    fail(place.folder, error.message());
-  }
-  if (!fs::is_directory(place.folder, error)) {
-    fail(place.folder, "it is not a folder");
+    fail(place.folder, error.message());  // also what is no folder
   }
   if (access(place.folder.c_str(), W_OK | X_OK) != 0) {
     fail(place.folder, std::strerror(errno));

@@ -67,15 +67,21 @@ Recording::Recording(const Options& options, const OutputPlace& place, Input& in
 }
 
 RunResult Recording::run() {
-  try {
-    readFrames();
-  } catch (const std::exception& problem) {
-    fail(problem.what());  // what was recorded so far is still completed
-  }
-  handOverLast();
+  attempt([this] { readFrames(); });
+  attempt([this] { handOverLast(); });
   _progress.finish();
   stop();
   return result();
+}
+
+/// What was recorded before a step failed is completed all the same.
+template <typename Step>
+void Recording::attempt(Step step) {
+  try {
+    step();
+  } catch (const std::exception& problem) {
+    fail(problem.what());
+  }
 }
 
 void Recording::readFrames() {
@@ -90,7 +96,8 @@ void Recording::readFrames() {
       continue;
     }
     if (read == ReadResult::broken) {
-      fail(_input.trouble() + "; the recording holds what came before");
+      fail(_input.trouble() +
+           (_recorder->writer() ? "; the recording holds what came before" : ""));
     }
     if (read != ReadResult::frame) {
       return;
@@ -311,6 +318,9 @@ void Recording::warnOfShortSpace() {
     return;
   }
   _hasWarnedOfSpace = true;
+  if (_options.talk == Talk::quiet) {
+    return;
+  }
   _progress.finish();
   std::fprintf(stderr, "vxrecord: less than 100 MB are free in \"%s\"; recording goes on\n",
                _place.folder.c_str());
@@ -330,7 +340,11 @@ void Recording::stop() {
                          : "the input gave no frame, so there is no file");
     return;
   }
-  finishSound();
+  attempt([this] {
+    if (_sound) {
+      _sound->finish();
+    }
+  });
   _recorder->videoWriterInput()->waitUntilReadyForMoreMediaData(kLastFrameWait);
   _recorder->stop();
   _isDone = _delegate->waitForOutcome();
@@ -340,16 +354,6 @@ void Recording::stop() {
   const auto error = _recorder->writer()->error();
   fail(error ? error->localizedDescription()
              : _delegate->exception().value_or("the recorder could not finish the file"));
-}
-
-void Recording::finishSound() {
-  try {
-    if (_sound) {
-      _sound->finish();
-    }
-  } catch (const std::exception& problem) {
-    fail(problem.what());  // the pictures are completed all the same
-  }
 }
 
 RunResult Recording::result() const {

@@ -30,6 +30,8 @@ class Recording {
   RunResult run();
 
  private:
+  template <typename Step>
+  void attempt(Step step);
   bool takesEveryFrame() const { return !_input.isLive() && !_options.realtime; }
   void readFrames();
   bool isOver(const MediaFrame& frame) const;
@@ -51,7 +53,6 @@ class Recording {
   void showProgress(std::int64_t standsForMs = 0);
   void warnOfShortSpace();
   void fail(std::string why);
-  void finishSound();
   void stop();
   RunResult result() const;
 

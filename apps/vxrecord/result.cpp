@@ -1,6 +1,7 @@
 #include "result.h"
 
 #include "report_text.h"
+#include "standard_output.h"
 
 using namespace vxapps;
 
@@ -23,6 +24,11 @@ std::string readableSize(std::uint64_t bytes) {
 
 ExitStatus exitStatusOf(const RunResult& result) {
   return result.isDone && !result.error ? ExitStatus::done : ExitStatus::recordingFailed;
+}
+
+ExitStatus answer(const std::string& text, ExitStatus status) {
+  const bool isPrinted = printAll("vxrecord", text);
+  return isPrinted || status != ExitStatus::done ? status : ExitStatus::recordingFailed;
 }
 
 std::string asJson(const RunResult& result) {

@@ -24,6 +24,9 @@ struct RunResult {
 /// 0 only for a file that is done and an input that was recorded to its end.
 ExitStatus exitStatusOf(const RunResult& result);
 
+/// Prints an answer; `status`, or that of a failure when it cannot be printed.
+ExitStatus answer(const std::string& text, ExitStatus status);
+
 /// One line: the object that --json prints.
 std::string asJson(const RunResult& result);
 /// One line for people.

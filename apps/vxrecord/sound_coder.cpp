@@ -1,6 +1,7 @@
 #include "sound_coder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -110,9 +111,13 @@ void SoundCoder::finish() {
 }
 
 void SoundCoder::receive() {
-  while (avcodec_receive_packet(_context.get(), _packet.get()) >= 0) {
+  int result = avcodec_receive_packet(_context.get(), _packet.get());
+  for (; result >= 0; result = avcodec_receive_packet(_context.get(), _packet.get())) {
     _units.push_back({{_packet->data, _packet->data + _packet->size}, _packet->pts});
     av_packet_unref(_packet.get());
+  }
+  if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {
+    require(result);
   }
 }
 

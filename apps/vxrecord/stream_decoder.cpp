@@ -44,16 +44,18 @@ StreamDecoder::Result StreamDecoder::receive(AVFrame& frame) {
     if (result == AVERROR_EOF) {
       return Result::end;
     }
+    ++_damagedPackets;
     if (result != AVERROR_INVALIDDATA) {
       _lastError = result;
       return Result::broken;
     }
-    ++_damagedPackets;
   }
 }
 
 void StreamDecoder::send(const AVPacket* packet) {
-  if (avcodec_send_packet(_context.get(), packet) < 0 && packet != nullptr) {
+  // The end of the stream may bring damage of earlier packets to light.
+  const int result = avcodec_send_packet(_context.get(), packet);
+  if (result == AVERROR_INVALIDDATA || (result < 0 && packet != nullptr)) {
     ++_damagedPackets;
   }
 }

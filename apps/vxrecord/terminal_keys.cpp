@@ -1,6 +1,5 @@
 #include "terminal_keys.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include "interruption.h"
 #include "signals_blocked.h"
 #include "terminal_mode.h"
+#include "wake_pipe.h"
 
 namespace vxrecord {
 namespace {
@@ -19,27 +19,12 @@ namespace {
 // tells it with SIGCONT only if it was stopped.
 constexpr int kBackgroundLookMs = 1000;
 
-int wakeRead = -1;
-int wakeWrite = -1;
-
-void wake() {
-  const char byte = 0;
-  [[maybe_unused]] const ssize_t written = write(wakeWrite, &byte, 1);
-}
+WakePipe wakePipe;
 
 extern "C" void noteContinuation(int) {
   const int savedErrno = errno;
-  wake();
+  wakePipe.wake();
   errno = savedErrno;
-}
-
-bool openWakePipe() {
-  int ends[2] = {-1, -1};
-  if (wakeRead < 0 && pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
-    wakeRead = ends[0];
-    wakeWrite = ends[1];
-  }
-  return wakeRead >= 0;
 }
 
 void listenForContinuation() {
@@ -54,7 +39,7 @@ void listenForContinuation() {
 }  // namespace
 
 TerminalKeys::TerminalKeys() {
-  if (isatty(STDIN_FILENO) != 1 || !openWakePipe()) {
+  if (isatty(STDIN_FILENO) != 1 || !wakePipe.open()) {
     return;
   }
   guardKeyModeAgainstSignals();
@@ -67,7 +52,7 @@ TerminalKeys::TerminalKeys() {
 TerminalKeys::~TerminalKeys() {
   if (_thread.joinable()) {
     _isOver = true;
-    wake();
+    wakePipe.wake();
     _thread.join();
     leaveKeyMode();
   }
@@ -79,13 +64,12 @@ void TerminalKeys::listen() {
     if (isOurs) {
       enterKeyMode();
     }
-    std::array<pollfd, 2> ready = {{{wakeRead, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    std::array<pollfd, 2> ready = {{{wakePipe.readEnd(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
     if (poll(ready.data(), isOurs ? 2 : 1, isOurs ? -1 : kBackgroundLookMs) <= 0) {
       continue;
     }
     if (ready[0].revents != 0) {
-      std::array<char, 64> bytes{};
-      [[maybe_unused]] const ssize_t taken = read(wakeRead, bytes.data(), bytes.size());
+      wakePipe.drain();
     }
     if (isOurs && ready[1].revents != 0 && !takeKeys()) {
       return;

@@ -31,6 +31,13 @@ extern "C" void stopAsAsked(int) {
   errno = savedErrno;
 }
 
+// Where the terminal has become another's meanwhile, that one has set it up for itself.
+void giveBack() {
+  if (isTerminalOurs()) {
+    tcsetattr(STDIN_FILENO, TCSANOW, &modeBefore);
+  }
+}
+
 void handleUnlessTaken(int signal, void (*handler)(int)) {
   struct sigaction action = {};
   if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
@@ -61,15 +68,16 @@ void enterKeyMode() {
   mode.c_cc[VTIME] = 0;
   isChanged = true;
   tcsetattr(STDIN_FILENO, TCSANOW, &mode);
-  if (isDying) {
-    leaveKeyMode();
+  // A signal that came in between gave back what had not been taken yet.
+  if (isDying || !isChanged) {
+    isChanged = false;
+    giveBack();
   }
 }
 
-// Where the terminal has become another's meanwhile, that one has set it up for itself.
 void leaveKeyMode() {
-  if (isChanged.exchange(false) && isTerminalOurs()) {
-    tcsetattr(STDIN_FILENO, TCSANOW, &modeBefore);
+  if (isChanged.exchange(false)) {
+    giveBack();
   }
 }
 

@@ -1,12 +1,11 @@
 #include "test_input.h"
 
-#include <charconv>
 #include <cmath>
 #include <new>
 #include <numeric>
-#include <optional>
 #include <string>
 
+#include "command_words.h"
 #include "frame_clock.h"
 #include "test_picture.h"
 #include "test_sound.h"
@@ -22,21 +21,15 @@ constexpr int kMostPixelsASide = 16384;
 constexpr std::int64_t kRateUnit = 1000;  // decimal rates are kept to a thousandth
 constexpr int kMostFramesASecond = 1000;  // times are milliseconds
 
-template <typename Number>
-std::optional<Number> wholeText(std::string_view text) {
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto [position, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc{} && position == end ? std::optional(number) : std::nullopt;
-}
+using vxapps::wholeNumber;
 
 bool readSize(std::string_view text, TestPictureWish& wish) {
   const std::size_t x = text.find('x');
   if (x == std::string_view::npos) {
     return false;
   }
-  wish.width = wholeText<int>(text.substr(0, x)).value_or(0);
-  wish.height = wholeText<int>(text.substr(x + 1)).value_or(0);
+  wish.width = wholeNumber<int>(text.substr(0, x)).value_or(0);
+  wish.height = wholeNumber<int>(text.substr(x + 1)).value_or(0);
   return wish.width >= 1 && wish.width <= kMostPixelsASide && wish.height >= 1 &&
          wish.height <= kMostPixelsASide;
 }
@@ -44,10 +37,10 @@ bool readSize(std::string_view text, TestPictureWish& wish) {
 bool readRate(std::string_view text, TestPictureWish& wish) {
   const std::size_t slash = text.find('/');
   if (slash != std::string_view::npos) {
-    wish.rateNumerator = wholeText<std::uint32_t>(text.substr(0, slash)).value_or(0);
-    wish.rateDenominator = wholeText<std::uint32_t>(text.substr(slash + 1)).value_or(0);
+    wish.rateNumerator = wholeNumber<std::uint32_t>(text.substr(0, slash)).value_or(0);
+    wish.rateDenominator = wholeNumber<std::uint32_t>(text.substr(slash + 1)).value_or(0);
   } else {
-    const double rate = wholeText<double>(text).value_or(0);
+    const double rate = wholeNumber<double>(text).value_or(0);
     const bool isInRange = rate > 0 && rate <= kMostFramesASecond;
     wish.rateNumerator = isInRange ? std::llround(rate * kRateUnit) : 0;
     wish.rateDenominator = kRateUnit;

@@ -25,14 +25,16 @@ std::string valueBehind(const std::vector<std::string>& words, std::size_t& i) {
   return words[++i];
 }
 
-void writePicture(const std::string& path, const std::string& picture) {
+bool writePicture(const std::string& path, const std::string& picture) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << picture;
   file.close();
-  if (!file.good()) {
-    throw std::runtime_error("the picture cannot be written to \"" + path +
-                             "\"; choose another name or folder");
+  if (file.good()) {
+    return true;
   }
+  std::fprintf(stderr, "vxrecord: the picture cannot be written to %s; choose another name\n",
+               quoted(path).c_str());
+  return false;
 }
 
 }  // namespace
@@ -57,7 +59,7 @@ VerifyOptions parseVerifyWords(const std::vector<std::string>& words) {
       options.showsHelp = true;
       return options;
     } else {
-      throw UsageError("unknown option \"" + word + "\"; vxrecord --help lists the options");
+      throw UsageError("unknown option " + quoted(word) + "; vxrecord --help lists the options");
     }
   }
   if (options.file.empty()) {
@@ -89,18 +91,17 @@ bool isVerifyCommand(const std::vector<std::string>& words) {
 ExitStatus runVerify(const std::vector<std::string>& words) {
   const VerifyOptions options = parseVerifyWords({words.begin() + 1, words.end()});
   if (options.showsHelp) {
-    std::fputs(helpText().c_str(), stdout);
-    return ExitStatus::done;
+    return answer(helpText(), ExitStatus::done);
   }
   catchLibavMessages(LibavTalk::nothing);
   const Verification verification = verifyRecording(options.file);
-  const std::string report =
-      options.json ? asJson(options.file, verification) + "\n" : asText(options.file, verification);
-  std::fputs(report.c_str(), stdout);
-  if (options.svg) {
-    writePicture(*options.svg, timelinePicture(timelineOf(options.file, verification)));
-  }
-  return verification.isWhole() ? ExitStatus::done : ExitStatus::recordingFailed;
+  const bool isDrawn =
+      !options.svg ||
+      writePicture(*options.svg, timelinePicture(timelineOf(options.file, verification)));
+  const bool isFine = verification.isWhole() && isDrawn;
+  return answer(
+      options.json ? asJson(options.file, verification) + "\n" : asText(options.file, verification),
+      isFine ? ExitStatus::done : ExitStatus::recordingFailed);
 }
 
 }  // namespace vxrecord

@@ -204,18 +204,12 @@ class SoundStretches {
   bool _hasStart = false;
 };
 
-// Names are bytes; in a picture they are UTF-8, without what would not be seen.
-std::string titleOf(const std::string& path) {
-  const std::string quoted = jsonText(path.substr(path.rfind('/') + 1));
-  return quoted.substr(1, quoted.size() - 2);
-}
-
 }  // namespace
 
 Timeline timelineOf(const std::string& path, const Verification& verification) {
   const VXRecordingInspection& recording = verification.recording;
   Timeline timeline;
-  timeline.title = titleOf(path);
+  timeline.title = asUtf8(path.substr(path.rfind('/') + 1));
   timeline.durationMs = recording.durationMs();
   timeline.subtitle = nameOf(recording.state());
   if (!recording.videoTrack()) {

@@ -33,6 +33,15 @@ void nameAuthorityFile() {
 
 }  // namespace
 
+// A name that asks for a screen that is not there gives a connection that has failed.
+const xcb_screen_t& X11Answer::screen() const {
+  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
+  for (int number = screenNumber; screens.rem > 1 && number > 0; --number) {
+    xcb_screen_next(&screens);
+  }
+  return *screens.data;
+}
+
 X11Attempt::X11Attempt(const std::string& display) {
   static std::once_flag isNamed;
   std::call_once(isNamed, nameAuthorityFile);

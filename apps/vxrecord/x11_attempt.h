@@ -20,6 +20,9 @@ using X11Handle = std::unique_ptr<xcb_connection_t, X11Disconnect>;
 struct X11Answer {
   X11Handle connection;  ///< null: no answer
   int screenNumber = 0;  ///< that the display's name asks for
+
+  /// Of a connection that has not failed.
+  const xcb_screen_t& screen() const;
 };
 
 /// How long a server may take to answer.

@@ -19,14 +19,6 @@ std::string reasonOf(int connectionError) {
   }
 }
 
-const xcb_screen_t* screenOf(const xcb_setup_t& setup, int number) {
-  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(&setup);
-  for (; screens.rem > 1 && number > 0; --number) {
-    xcb_screen_next(&screens);
-  }
-  return screens.data;
-}
-
 const xcb_visualtype_t* visualOf(const xcb_screen_t& screen) {
   for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem > 0;
        xcb_depth_next(&depths)) {
@@ -73,14 +65,13 @@ X11Connection::X11Connection(const std::string& display, std::chrono::millisecon
   if (!answer.connection) {
     throw InputError("cannot open the display " + display + ": its server does not answer");
   }
-  _connection = std::move(answer.connection);
-  if (const int error = xcb_connection_has_error(get())) {
+  if (const int error = xcb_connection_has_error(answer.connection.get())) {
     throw InputError("cannot open the display " + display + ": " + reasonOf(error));
   }
-  const xcb_setup_t& setup = *xcb_get_setup(get());
-  const xcb_screen_t& screen = *screenOf(setup, answer.screenNumber);
+  const xcb_screen_t& screen = answer.screen();
   _root = screen.root;
-  _layout = layoutOf(setup, screen, display);
+  _layout = layoutOf(*xcb_get_setup(answer.connection.get()), screen, display);
+  _connection = std::move(answer.connection);
 }
 
 const xcb_query_extension_reply_t* X11Connection::extension(xcb_extension_t& extension) const {

@@ -150,6 +150,9 @@ DisplayInput::Look DisplayInput::look() {
     _screen = news.screen;
     makePicture();
   }
+  if (news.image) {
+    _pointer = std::move(*news.image);  // told once, even if the screen cannot be read now
+  }
   const auto isSeen = [this](const Rect& rect) {
     return !intersectionOf(rect, _picture->area()).isEmpty();
   };
@@ -160,9 +163,6 @@ DisplayInput::Look DisplayInput::look() {
       _watch.suspectScreen();
       return Look::failed;
     }
-  }
-  if (news.image) {
-    _pointer = std::move(*news.image);
   }
   const bool isPointerNew = drawPointer(news, isDrawn);
   return isDrawn || isPointerNew ? Look::changed : Look::same;

@@ -5,9 +5,6 @@
 #include <utility>
 
 namespace vxrecord {
-namespace {
-constexpr std::uint8_t kEventMask = 0x7F;  // the highest bit marks events sent by programs
-}
 
 DisplayWatch::DisplayWatch(const X11Connection& connection, const Rect& screen)
     : _connection(connection), _screen(screen) {
@@ -87,10 +84,7 @@ void DisplayWatch::listen() {
 }
 
 void DisplayWatch::take(const xcb_generic_event_t& event) {
-  const std::uint8_t type = event.response_type & kEventMask;
-  if (type == 0) {
-    return;  // an error that nobody waits for
-  }
+  const std::uint8_t type = event.response_type;  // 0: an error, which nobody waits for
   if (type == XCB_CONFIGURE_NOTIFY) {
     suspectScreen();
   } else if (tellsDamage() && type == _damageEvent) {

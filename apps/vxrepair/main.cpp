@@ -5,48 +5,52 @@
 #include <vector>
 
 #include "VXVideoRecorder/VXVideoRecorderFramework.h"
+#include "command_words.h"
+#include "report_text.h"
 #include "run.h"
+#include "standard_output.h"
 
 namespace {
 
 using namespace vxrepair;
 
-int exitWith(ExitStatus status) { return static_cast<int>(status); }
+ExitStatus answer(std::string_view text) {
+  return vxapps::printAll("vxrepair", text) ? ExitStatus::done : ExitStatus::notRepaired;
+}
 
-int runCommand(const Command& command) {
+ExitStatus runCommand(const Command& command) {
   switch (command.action) {
     case Command::Action::showHelp:
-      std::fputs(std::string(helpText()).c_str(), stdout);
-      return exitWith(ExitStatus::done);
+      return answer(helpText());
     case Command::Action::showVersion:
-      std::printf("vxrepair %.1f\n", VXVideoRecorderFrameworkVersionNumber);
-      return exitWith(ExitStatus::done);
+      return answer(vxapps::printed("vxrepair %.1f\n", VXVideoRecorderFrameworkVersionNumber));
     case Command::Action::repair:
       break;
   }
-  return exitWith(repairFiles(command.options));
+  return repairFiles(command.options);
 }
 
-int complain(ExitStatus status, bool json, const std::string& why) {
+ExitStatus complain(ExitStatus status, bool json, const std::string& why) {
   std::fprintf(stderr, "vxrepair: %s\n", why.c_str());
-  if (json) {
-    FileReport report;
-    report.error = why;
-    std::printf("%s\n", asJson(report).c_str());
+  FileReport report;
+  report.error = why;
+  static_cast<void>(answer(json ? asJson(report) + "\n" : ""));  // it has failed already
+  return status;
+}
+
+ExitStatus run(const std::vector<std::string>& words) {
+  const bool json = vxapps::asksForJson(words);
+  try {
+    return runCommand(parseCommandLine(words));
+  } catch (const vxapps::UsageError& error) {
+    return complain(ExitStatus::wrongUse, json, error.what());
+  } catch (const std::exception& error) {
+    return complain(ExitStatus::notRepaired, json, error.what());
   }
-  return exitWith(status);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
-  const bool json = asksForJson(words);
-  try {
-    return runCommand(parseCommandLine(words));
-  } catch (const UsageError& error) {
-    return complain(ExitStatus::wrongUse, json, error.what());
-  } catch (const std::exception& error) {
-    return complain(ExitStatus::notRepaired, json, error.what());
-  }
+  return static_cast<int>(run({argv + (argc > 0 ? 1 : 0), argv + argc}));
 }

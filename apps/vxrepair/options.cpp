@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "command_words.h"
+
 namespace vxrepair {
 namespace {
+
+using vxapps::quoted;
+using vxapps::UsageError;
 
 struct Flag {
   std::string_view name;
@@ -12,8 +17,6 @@ struct Flag {
 };
 constexpr std::array<Flag, 3> kFlags = {
     {{"--dry-run", &Options::dryRun}, {"--json", &Options::json}, {"--quiet", &Options::quiet}}};
-
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 void takeFlag(std::string_view word, Options& options) {
   const std::string_view name = word.substr(0, word.find('='));
@@ -55,11 +58,6 @@ Command parseCommandLine(const std::vector<std::string>& words) {
   return command;
 }
 
-bool asksForJson(const std::vector<std::string>& words) {
-  const auto end = std::find(words.begin(), words.end(), "--");
-  return std::find(words.begin(), end, "--json") != end;
-}
-
 std::string_view helpText() {
   return R"(usage: vxrepair [options] FILE...
 
@@ -85,7 +83,8 @@ Behind -- come file names only.
 EXIT STATUS
   0                        every recording is complete (with --dry-run: is, or
                            can be made so)
-  1                        one could not be repaired
+  1                        one could not be repaired, or the answer could not be
+                           printed
   2                        wrong use
 )";
 }

@@ -2,18 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vxrepair {
-
-/// Wrong use: the text says what was wrong and what to do.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 struct Options {
   std::vector<std::string> files;
@@ -30,11 +23,8 @@ struct Command {
 };
 
 /// Reads the words behind the program's name.
-/// Errors: throws UsageError.
+/// Errors: throws vxapps::UsageError.
 Command parseCommandLine(const std::vector<std::string>& words);
-
-/// Whether the words ask for JSON, also when they are wrong otherwise.
-bool asksForJson(const std::vector<std::string>& words);
 
 /// The text of --help.
 std::string_view helpText();

@@ -43,13 +43,13 @@ const char* sentenceFor(FileReport::Outcome outcome) {
 std::string lossesOf(const VXRecordingInspection& found) {
   std::string text;
   if (found.tornBytes() > 0)
-    text += "  the last " + counted(found.tornBytes(), "byte", "bytes") +
-            " were still being written and are left out\n";
-  const std::uint64_t leftOut = found.videoTrack() ? found.videoTrack()->leftOutSamples : 0;
+    text += "  left out, as still being written: " + counted(found.tornBytes(), "byte", "bytes") +
+            " at the end\n";
   if (found.damagedPartCount() > 0)
-    text += "  " + counted(found.damagedPartCount(), "part is", "parts are") +
-            " damaged and left out; " + counted(leftOut, "frame", "frames") +
-            " behind cannot be shown without them\n";
+    text += "  left out, as damaged: " + counted(found.damagedPartCount(), "part", "parts") + "\n";
+  if (const std::uint64_t frames = found.videoTrack() ? found.videoTrack()->leftOutSamples : 0)
+    text += "  left out, as not to be shown without what is damaged before: " +
+            counted(frames, "frame", "frames") + "\n";
   return text;
 }
 

@@ -2,8 +2,16 @@
 
 #include <cstdio>
 
+#include "standard_output.h"
+
 namespace vxrepair {
 namespace {
+
+/// What standard output is told of a file.
+std::string told(const FileReport& report, const Options& options) {
+  if (options.json) return asJson(report) + "\n";
+  return options.quiet || report.error ? "" : asText(report);
+}
 
 FileReport lookAt(const std::string& path) {
   FileReport report;
@@ -47,11 +55,7 @@ ExitStatus repairFiles(const Options& options) {
       status = ExitStatus::notRepaired;
       std::fprintf(stderr, "vxrepair: %s: %s\n", path.c_str(), report.error->c_str());
     }
-    if (options.json)
-      std::printf("%s\n", asJson(report).c_str());
-    else if (!options.quiet && !report.error)
-      std::fputs(asText(report).c_str(), stdout);
-    std::fflush(stdout);
+    if (!vxapps::printAll("vxrepair", told(report, options))) status = ExitStatus::notRepaired;
   }
   return status;
 }

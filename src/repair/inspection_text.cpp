@@ -42,8 +42,7 @@ std::string textOf(const VXRecordingInspection::Contents& contents) {
       return damagedText(contents);
     case VXRecordingState::recording:
       return "The recording is being written right now, by a recorder or a repair. Wait until it "
-             "is "
-             "done.";
+             "is done.";
     case VXRecordingState::empty:
       return "The recording was broken off before anything was stored. It can be deleted.";
     case VXRecordingState::foreign:

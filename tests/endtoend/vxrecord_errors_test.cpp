@@ -113,7 +113,7 @@ TEST_F(VxrecordErrors, InputIsNotReplacedByItsOwnRecording) {
 TEST_F(VxrecordErrors, NameThatIsTooLongForTheDisk) {
   expectRefused({"--storage-path", folder.path(), "--filename", std::string(300, 'n'),
                  "--duration=1", "--quiet", "test:64x48@10"},
-                "", 1);
+                "name of the recording is too long", 1);
 }
 
 TEST_F(VxrecordErrors, JsonTellsTheErrorToo) {

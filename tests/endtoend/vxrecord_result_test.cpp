@@ -65,14 +65,38 @@ TEST(VxrecordResult, FolderLimitDeletesOlderRecordings) {
   const TemporaryFolder folder;
   folder.makeFile("rec_monday_1.mp4", 5000000, 0);
   folder.makeFile("other_monday_1.mp4", 5000000, 0);
-  ASSERT_EQ(
-      runVxrecord({"--storage-path", folder.path(), "--folder-limit", "1", "--file-name-prefix",
-                   "rec_", "--filename", "rec_tuesday_1.mp4", "--duration", "0.5", "test:64x48@10"})
-          .status,
-      0);
+  const ProgramResult run = runVxrecord(
+      {"--storage-path", folder.path(), "--folder-limit", "1", "--file-name-prefix", "rec_",
+       "--filename", "rec_tuesday_1.mp4", "--duration", "0.5", "test:64x48@10"});
+  ASSERT_EQ(run.status, 0);
+  EXPECT_THAT(run.errors, testing::Not(HasSubstr("deletes nothing")));
   EXPECT_FALSE(folder.has("rec_monday_1.mp4"));
   EXPECT_TRUE(folder.has("other_monday_1.mp4"));
   EXPECT_TRUE(folder.has("rec_tuesday_1.mp4"));
+}
+
+TEST(VxrecordResult, FolderLimitWithoutAPrefixIsWarnedOf) {
+  const TemporaryFolder folder;
+  std::vector<std::string> words = {"--storage-path", folder.path(), "--folder-limit", "1",
+                                    "--duration",     "0.2",         "test:64x48@10"};
+  EXPECT_THAT(runVxrecord(words).errors, HasSubstr("--folder-limit deletes nothing without"));
+  words.insert(words.begin(), "--quiet");
+  EXPECT_THAT(runVxrecord(words).errors, IsEmpty());
+}
+
+TEST(VxrecordResult, AnswerThatCannotBePrintedIsAFailure) {
+  const TemporaryFolder folder;
+  const std::string recording =
+      "--json --storage-path " + folder.path() + " --duration 0.2 test:64x48@10";
+  for (const std::string& words : {std::string("--help"), std::string("--list-encoders"), recording,
+                                   "verify " + (folder / "Display_1.mp4")}) {
+    const ProgramResult run =
+        runProgram({"sh", "-c", "exec \"$0\" " + words + " >/dev/full", vxrecordWith({}).front()});
+    EXPECT_EQ(run.status, 1) << words;
+    EXPECT_THAT(run.errors,
+                HasSubstr("vxrecord: standard output cannot be written: No space left on device"));
+  }
+  EXPECT_TRUE(folder.has("Display_1.mp4"));
 }
 
 TEST(VxrecordResult, ProgressIsPlainLinesWithoutATerminal) {

@@ -62,13 +62,4 @@ std::vector<std::int64_t> frameNumbers(const std::string& path) {
   return numbers;
 }
 
-void makeWithFFmpeg(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  const ProgramResult run = runProgram(words);
-  if (run.status != 0) {
-    throw std::runtime_error("ffmpeg failed: " + run.errors);
-  }
-}
-
 }  // namespace vx::test

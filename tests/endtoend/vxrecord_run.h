@@ -25,7 +25,4 @@ std::int64_t lastProgressMs(const std::string& errors);
 /// The numbers that the built-in picture carries; -1 for a picture without.
 std::vector<std::int64_t> frameNumbers(const std::string& path);
 
-/// Runs ffmpeg to make an input. Throws when that fails.
-void makeWithFFmpeg(const std::vector<std::string>& arguments);
-
 }  // namespace vx::test

@@ -129,7 +129,7 @@ TEST_F(VxrecordTerminal, EveryPauseIsBlack) {
 TEST_F(VxrecordTerminal, RecordingThatEndsInAPauseIsWhole) {
   startAndRecord();
   toggle(true);
-  program().type("q");
+  program().type("Q");
   EXPECT_EQ(program().wait(), 0);
   EXPECT_EQ(decodeStrictly(file(), nullptr).errors, 0);
 }
@@ -214,20 +214,43 @@ TEST_F(VxrecordTerminal, StoppedProgramGivesTheTerminalBackMeanwhile) {
   EXPECT_TRUE(program().mode() == before);
 }
 
-// In the background the keys are the shell's; brought to the front, they are the program's again.
-TEST_F(VxrecordTerminal, KeysFollowTheProgramToTheFront) {
-  TerminalProgram shell({"bash", "--norc", "-i"});
-  const auto showsFrames = [&] { return shell.screen().find(" frames  ") != std::string::npos; };
-  const auto shows = [&](const std::string& text) {
-    return waitUntil([&] { return shell.screen().find(text) != std::string::npos; });
-  };
-  std::string line;
-  for (const std::string& word :
-       vxrecordWith({"--realtime", "--storage-path", folder.path(), "test:160x120@25"})) {
-    line += word + " ";
+/// The program as a job of a shell at the terminal.
+class JobAtATerminal : public VxrecordTerminal {
+ protected:
+  /// `behind`: what stands behind the command, as "&".
+  void startJob(const std::string& behind) {
+    std::string line;
+    for (const std::string& word :
+         vxrecordWith({"--realtime", "--storage-path", folder.path(), "test:160x120@25"})) {
+      line += word + " ";
+    }
+    shell.type(line + behind + "\n");
+    ASSERT_TRUE(shows(" frames  ")) << shell.screen();
   }
-  shell.type(line + "&\n");
-  ASSERT_TRUE(waitUntil(showsFrames)) << shell.screen();
+  bool shows(const std::string& text) {
+    return waitUntil([&] { return shell.screen().find(text) != std::string::npos; });
+  }
+
+  TerminalProgram shell{{"bash", "--norc", "-i"}};
+};
+
+TEST_F(JobAtATerminal, LeavesATerminalAloneThatTheShellHasTakenBack) {
+  startJob("");
+  const pid_t job = shell.foreground();
+  kill(job, SIGSTOP);  // without a chance to give the terminal back
+  ASSERT_TRUE(waitUntil([&] { return shell.foreground() != job; }));
+  kill(job, SIGCONT);
+  kill(job, SIGTERM);
+  ASSERT_TRUE(shows("recorded ")) << shell.screen();
+  shell.type(
+      "\x15"
+      "exit 7\n");
+  EXPECT_EQ(shell.wait(), 7) << shell.screen();
+}
+
+// In the background the keys are the shell's; brought to the front, they are the program's again.
+TEST_F(JobAtATerminal, TakesKeysWhenItIsInFront) {
+  startJob("&");
   shell.type("echo q was t$((1))yped\n");
   ASSERT_TRUE(shows("q was t1yped")) << shell.screen();
   EXPECT_EQ(shell.screen().find("recorded "), std::string::npos);

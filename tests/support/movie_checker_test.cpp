@@ -50,29 +50,9 @@ TEST(MovieChecker, YieldsTimesSizesAndBytesOfEachPicture) {
 std::vector<std::string> findingsInFileOf(const std::string& flags) {
   TemporaryFolder folder;
   const std::string path = folder / "foreign.mp4";
-  const auto result = runProgram({"ffmpeg",
-                                  "-v",
-                                  "error",
-                                  "-f",
-                                  "lavfi",
-                                  "-i",
-                                  "testsrc2=s=160x120:r=25:d=3",
-                                  "-f",
-                                  "lavfi",
-                                  "-i",
-                                  "sine=d=3:r=48000",
-                                  "-pix_fmt",
-                                  "yuv420p",
-                                  "-c:v",
-                                  "libx264",
-                                  "-g",
-                                  "25",
-                                  "-c:a",
-                                  "aac",
-                                  "-movflags",
-                                  flags,
-                                  path});
-  EXPECT_EQ(result.status, 0) << result.errors;
+  makeWithFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=160x120:r=25:d=3", "-f", "lavfi", "-i",
+                  "sine=d=3:r=48000", "-pix_fmt", "yuv420p", "-c:v", "libx264", "-g", "25", "-c:a",
+                  "aac", "-movflags", flags, path});
   const CheckedMovie movie = checkMovieFile(path);
   EXPECT_NE(movie.form, MovieForm::none);
   EXPECT_EQ(movie.video() == nullptr ? 0 : movie.video()->samples.size(), 75u);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <sstream>
 
@@ -58,6 +59,38 @@ std::string completedByFish(const std::string& script, const std::string& line) 
                  {"HOME=/nonexistent"});
   EXPECT_EQ(run.status, 0) << run.errors;
   return run.output;
+}
+
+void expectPageReadsLikeTheHelp(const std::string& page, const std::string& help,
+                                const std::string& start) {
+  const std::string shown = shownByMan(page);
+  ASSERT_NE(shown.find(start), std::string::npos) << shown;
+  const std::vector<std::string> wanted = wordsOf(help.substr(help.find(start)));
+  std::vector<std::string> words = wordsOf(shown.substr(shown.find(start)));
+  ASSERT_GE(words.size(), wanted.size());
+  words.resize(wanted.size());
+  EXPECT_EQ(words, wanted);
+}
+
+void expectFitsATerminal(const std::string& text) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_LE(line.size(), 80u) << line;
+  }
+}
+
+void expectEveryShellKnows(const std::string& program, const std::string& folder,
+                           const std::vector<std::string>& options) {
+  const std::string line = program + " --";
+  const std::vector<std::string> bash =
+      completedByBash(program, folder + "/" + program + ".bash", line, 1);
+  const std::string zsh = completedByZsh(folder, line, "--version");
+  const std::string fish = completedByFish(folder + "/" + program + ".fish", line);
+  for (const std::string& option : options) {
+    EXPECT_EQ(std::count(bash.begin(), bash.end(), option), 1) << option;
+    EXPECT_NE(zsh.find(option), std::string::npos) << option;
+    EXPECT_NE(fish.find(option), std::string::npos) << option;
+  }
 }
 
 }  // namespace vx::test

@@ -23,4 +23,15 @@ std::string completedByZsh(const std::string& folder, const std::string& line,
 /// All that fish offers behind `line`.
 std::string completedByFish(const std::string& script, const std::string& line);
 
+/// Expects the words of a program's help in its manual page, in the same order, both from where
+/// `start` stands first.
+void expectPageReadsLikeTheHelp(const std::string& page, const std::string& help,
+                                const std::string& start);
+/// Expects lines of at most 80 characters.
+void expectFitsATerminal(const std::string& text);
+/// Expects that each shell offers the options of a program whose completions lie in `folder`;
+/// --version is one of them.
+void expectEveryShellKnows(const std::string& program, const std::string& folder,
+                           const std::vector<std::string>& options);
+
 }  // namespace vx::test

@@ -112,6 +112,15 @@ ProgramResult runProgram(const std::vector<std::string>& arguments,
   return {status, program.output(), program.errors()};
 }
 
+void makeWithFFmpeg(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  const ProgramResult run = runProgram(words);
+  if (run.status != 0) {
+    throw std::runtime_error("ffmpeg failed: " + run.errors);
+  }
+}
+
 bool waitUntil(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + kBound;
   while (!condition()) {

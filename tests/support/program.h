@@ -50,6 +50,9 @@ struct ProgramResult {
 ProgramResult runProgram(const std::vector<std::string>& arguments,
                          const std::vector<std::string>& environment = {});
 
+/// Runs ffmpeg to make a file. Throws when that fails.
+void makeWithFFmpeg(const std::vector<std::string>& arguments);
+
 /// Waits until `condition` holds; false after `kBound`.
 bool waitUntil(const std::function<bool()>& condition);
 

@@ -71,6 +71,8 @@ void TerminalProgram::signal(int number) const {
   }
 }
 
+pid_t TerminalProgram::foreground() const { return tcgetpgrp(_master); }
+
 const std::string& TerminalProgram::screen() {
   std::array<char, 4096> bytes{};
   for (ssize_t count = 0; (count = read(_master, bytes.data(), bytes.size())) > 0;) {

@@ -20,6 +20,8 @@ class TerminalProgram {
   TerminalProgram& operator=(const TerminalProgram&) = delete;
 
   pid_t id() const { return _id; }
+  /// The group of processes that may read the terminal now.
+  pid_t foreground() const;
   void type(const std::string& keys) const;
   void signal(int number) const;
   /// What the screen has been told so far.

@@ -21,6 +21,10 @@ TEST(Json, BytesThatAreNoUtf8AreReplaced) {
   EXPECT_EQ(jsonText("\xC0\xAF"), "\"" + bad + bad + "\"");
 }
 
+TEST(Utf8, KeepsEverythingElse) {
+  EXPECT_EQ(asUtf8("a\"\\\n\xC3\xBC\xE5\x95"), "a\"\\\n\xC3\xBC\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
 TEST(Json, AbsentTextIsNull) {
   EXPECT_EQ(jsonTextOrNull(std::nullopt), "null");
   EXPECT_EQ(jsonTextOrNull(""), "\"\"");

@@ -35,13 +35,27 @@ TEST(EncoderList, NameBecomesTheChoice) {
   EXPECT_EQ(AVVideoEncoder::preferredEncoderName(), before);
 }
 
-TEST(EncoderList, UnknownNameIsRefusedWithTheKnownOnes) {
-  try {
-    chooseEncoder("h265");
-    FAIL();
-  } catch (const UsageError& error) {
-    EXPECT_THAT(error.what(), HasSubstr(encoderNames()));
+TEST(EncoderList, OneThatThisMachineCannotUseIsRefused) {
+  const std::string before = AVVideoEncoder::preferredEncoderName();
+  for (const auto& encoder : AVVideoEncoder::availableEncoders()) {
+    if (!AVVideoEncoder::isUsable(encoder.name)) {
+      EXPECT_THROW(chooseEncoder(encoder.name), UsageError) << encoder.name;
+    }
   }
+  chooseEncoder(before);
+}
+
+TEST(EncoderList, TellsWhichIsTheDefault) {
+  const std::string lines = "\n" + encoderLines(false);
+  const std::size_t line = lines.find("\n" + AVVideoEncoder::preferredEncoderName() + " ");
+  ASSERT_NE(line, std::string::npos);
+  const std::size_t end = lines.find('\n', line + 1);
+  EXPECT_THAT(lines.substr(line, end - line), testing::EndsWith(" (default)"));
+}
+
+TEST(EncoderList, UnknownNameIsRefusedWithTheKnownOnes) {
+  EXPECT_THAT([] { chooseEncoder("h265"); },
+              testing::ThrowsMessage<UsageError>(HasSubstr(encoderNames())));
 }
 
 }  // namespace

@@ -110,6 +110,25 @@ TEST(FramePacker, DisplayPixelsAreHandedOnWithoutACopy) {
   EXPECT_EQ(frame.bytesPerRow, static_cast<std::uint32_t>(source->linesize[0]));
 }
 
+TEST(FramePacker, GrayIsOfFullRangeUnlessItIsMarked) {
+  FramePacker packer(formatNamed("y420"));
+  const auto source = flat(AV_PIX_FMT_GRAY8, 16, 4, {235, 0, 0});
+  expectNear(packer.pack(*source).bytes, {218});
+  source->color_range = AVCOL_RANGE_MPEG;
+  expectNear(packer.pack(*source).bytes, {235});
+}
+
+TEST(FramePacker, RowsThatAreStoredUpwardsAreTurned) {
+  FramePacker packer(formatNamed("BGRA"));
+  const auto source = flat(AV_PIX_FMT_BGRA, 16, 2, {7, 0, 0});
+  std::memset(source->data[0], 9, 16 * 4);
+  source->data[0] += source->linesize[0];
+  source->linesize[0] = -source->linesize[0];
+  const PackedFrame frame = packer.pack(*source);
+  expectNear(frame.bytes, {7}, 0);
+  expectNear(frame.bytes + frame.bytesPerRow, {9}, 0);
+}
+
 TEST(FramePacker, SourceMayChangeItsSizeAndFormat) {
   FramePacker packer(formatNamed("RGB"));
   EXPECT_EQ(packer.pack(*flat(AV_PIX_FMT_YUV420P, 32, 20, {16, 128, 128})).width, 32u);

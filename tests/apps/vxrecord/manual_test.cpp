@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -18,8 +17,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using vx::test::completedByFish;
 using vx::test::completedByZsh;
-using vx::test::shownByMan;
-using vx::test::wordsOf;
 
 std::string contentsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -37,12 +34,7 @@ TEST(Manual, PagesAreWhatTheProgramTells) {
   }
 }
 
-TEST(Manual, HelpFitsATerminal) {
-  std::istringstream lines(helpText());
-  for (std::string line; std::getline(lines, line);) {
-    EXPECT_LE(line.size(), 80u) << line;
-  }
-}
+TEST(Manual, HelpFitsATerminal) { vx::test::expectFitsATerminal(helpText()); }
 
 TEST(Manual, EveryOptionIsExplainedAndDoesSomething) {
   for (const OptionEntry& option : optionTable()) {
@@ -54,12 +46,7 @@ TEST(Manual, EveryOptionIsExplainedAndDoesSomething) {
 
 // As a person reads it: what --help tells stands in the page in the same words and order.
 TEST(Manual, PageReadsLikeTheHelp) {
-  const std::string shown = shownByMan(pagePath("man/vxrecord.1"));
-  std::vector<std::string> help = wordsOf(helpText().substr(helpText().find("\nINPUT\n")));
-  const std::vector<std::string> page = wordsOf(shown.substr(shown.find("\nINPUT\n")));
-  ASSERT_GE(page.size(), help.size());
-  EXPECT_EQ(std::vector(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(help.size())),
-            help);
+  vx::test::expectPageReadsLikeTheHelp(pagePath("man/vxrecord.1"), helpText(), "\nINPUT\n");
 }
 
 std::vector<std::string> completedByBash(const std::string& line, int current) {
@@ -67,11 +54,12 @@ std::vector<std::string> completedByBash(const std::string& line, int current) {
                                    current);
 }
 
-TEST(Completion, BashKnowsEveryOption) {
-  const std::vector<std::string> names = completedByBash("vxrecord --", 1);
+TEST(Completion, EveryShellKnowsEveryOption) {
+  std::vector<std::string> names;
   for (const OptionEntry& option : optionTable()) {
-    EXPECT_THAT(names, testing::Contains(std::string(option.name)));
+    names.emplace_back(option.name);
   }
+  vx::test::expectEveryShellKnows("vxrecord", pagePath("completions"), names);
   EXPECT_THAT(completedByBash("vxrecord --stor", 1), ElementsAre("--storage-path"));
 }
 
@@ -87,26 +75,15 @@ TEST(Completion, BashKnowsTheValues) {
               ElementsAre(folder / "wanted"));
 }
 
-TEST(Completion, ZshKnowsEveryOption) {
-  const std::string shown = completedByZsh(pagePath("completions"), "vxrecord --", "--version");
-  for (const OptionEntry& option : optionTable()) {
-    EXPECT_THAT(shown, HasSubstr(std::string(option.name)));
-  }
-}
-
 TEST(Completion, ZshKnowsWhatVerifyTakes) {
   const std::string shown = completedByZsh(pagePath("completions"), "vxrecord verify --", "--svg");
   EXPECT_THAT(shown, HasSubstr("--json"));
   EXPECT_THAT(shown, testing::Not(HasSubstr("--rotate")));
 }
 
-TEST(Completion, FishKnowsEveryOption) {
-  const std::string script = pagePath("completions/vxrecord.fish");
-  const std::string offered = completedByFish(script, "vxrecord --");
-  for (const OptionEntry& option : optionTable()) {
-    EXPECT_THAT(offered, HasSubstr(std::string(option.name)));
-  }
-  EXPECT_THAT(completedByFish(script, "vxrecord --pixel-format y"), HasSubstr("yuvs"));
+TEST(Completion, FishKnowsTheValues) {
+  EXPECT_THAT(completedByFish(pagePath("completions/vxrecord.fish"), "vxrecord --pixel-format y"),
+              HasSubstr("yuvs"));
 }
 
 }  // namespace

@@ -121,11 +121,6 @@ TEST(Options, NumbersAreReadToTheirEnd) {
   }
 }
 
-TEST(Options, JsonIsFoundInAWrongCommandLine) {
-  EXPECT_TRUE(asksForJson({"--nonsense", "--json"}));
-  EXPECT_FALSE(asksForJson({"--nonsense", "--", "--json"}));
-}
-
 TEST(PixelFormat, NamesCodesAndConstantsAreTaken) {
   for (const char* name : {"BGRA", "bgra", "32BGRA", "kCVPixelFormatType_32BGRA"}) {
     const auto format = pixelFormatNamed(name);

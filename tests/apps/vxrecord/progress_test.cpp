@@ -24,6 +24,22 @@ TEST(ProgressLine, TimeLeftIsLeftOutWhileUnknown) {
               testing::EndsWith("1.0 MB free"));
 }
 
+TEST(Progress, ShowsAPauseAtOnce) {
+  testing::internal::CaptureStderr();
+  Progress progress(Talk::normal, "/nowhere/a.mp4", false);
+  progress.update({1000, 30, 0, true});
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("00:00:01.000  30 frames  paused  0 dropped  0 B\n"));
+}
+
+TEST(Progress, IsNotShownToTheQuiet) {
+  testing::internal::CaptureStderr();
+  Progress progress(Talk::quiet, "/nowhere/a.mp4", false);
+  progress.update({1000, 30, 0, true});
+  progress.finish();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST(ReadableEstimate, IsAsExactAsAnEstimateIs) {
   EXPECT_EQ(readableEstimate(0), "0 s");
   EXPECT_EQ(readableEstimate(119), "119 s");

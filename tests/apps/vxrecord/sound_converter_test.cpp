@@ -67,6 +67,14 @@ TEST(SoundConverter, JumpIsFollowed) {
   EXPECT_EQ(converter.convert(*flat(44100, 2, 1000, 0), 0).start, 0);
 }
 
+TEST(SoundConverter, BehindAJumpWhatTheFilterHeldComesFirst) {
+  SoundConverter converter;
+  converter.convert(*flat(48000, 2, 4800, 0), 0);
+  const std::int64_t start = converter.convert(*flat(48000, 2, 4800, 0), 441000).start;
+  EXPECT_LT(start, 441000);
+  EXPECT_GT(start, 441000 - 441);
+}
+
 TEST(SoundConverter, FormMayChangeOnTheWay) {
   SoundConverter converter;
   const std::int64_t end = converter.convert(*flat(44100, 2, 1000, 0), 0).end();

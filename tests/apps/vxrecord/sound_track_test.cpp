@@ -1,5 +1,6 @@
 #include "sound_track.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "recording_delegate.h"
@@ -48,8 +49,9 @@ class SoundTrackTest : public testing::Test {
     }
     _track->take(block);
   }
-  /// Where the sound gets loud, in the file's time.
-  std::vector<double> loudMoments() {
+  /// Ends the recording, and expects its sound to get loud at these moments of the file.
+  void expectLoudAt(const std::vector<double>& wanted) {
+    constexpr double kToleranceMs = 15;
     _track->finish();
     _recorder->stop();
     EXPECT_TRUE(_delegate->waitForOutcome());
@@ -58,7 +60,7 @@ class SoundTrackTest : public testing::Test {
     for (double from = 0; (from = sound.onsetMs(kLoud, from)) >= 0; from += 300) {
       moments.push_back(from);
     }
-    return moments;
+    EXPECT_THAT(moments, testing::Pointwise(testing::DoubleNear(kToleranceMs), wanted));
   }
 
   Options options;
@@ -76,10 +78,7 @@ TEST_F(SoundTrackTest, SoundIsWhereItsPictureIs) {
     takeSound(time, time == 500 || time == 1500);
     takePicture(time);
   }
-  const std::vector<double> moments = loudMoments();
-  ASSERT_EQ(moments.size(), 2u);
-  EXPECT_NEAR(moments[0], 500, 15);
-  EXPECT_NEAR(moments[1], 1500, 15);
+  expectLoudAt({500, 1500});
 }
 
 TEST_F(SoundTrackTest, SoundWaitsForTheFirstPicture) {
@@ -90,16 +89,14 @@ TEST_F(SoundTrackTest, SoundWaitsForTheFirstPicture) {
   for (std::int64_t time = 0; time < 1000; time += kFrameMs) {
     takePicture(time);
   }
-  const std::vector<double> moments = loudMoments();
-  ASSERT_EQ(moments.size(), 1u);
-  EXPECT_NEAR(moments[0], 100, 15);
+  expectLoudAt({100});
 }
 
 // A pause of 3 s that nobody announced: the pictures behind it come 2 s earlier.
 TEST_F(SoundTrackTest, PauseThatBeginsByItselfEndsWithTheNextPicture) {
   begin();
   for (std::int64_t time = 0; time < 6000; time += kFrameMs) {
-    takeSound(time, time == 500 || time == 2000 || time == 4500);
+    takeSound(time, time == 500 || time == 2000 || time == 3900 || time == 4500);
     if (time < 1000) {
       takePicture(time);
     } else if (time < 4000) {
@@ -108,10 +105,7 @@ TEST_F(SoundTrackTest, PauseThatBeginsByItselfEndsWithTheNextPicture) {
       takePicture(time, 2000);
     }
   }
-  const std::vector<double> moments = loudMoments();
-  ASSERT_EQ(moments.size(), 2u);
-  EXPECT_NEAR(moments[0], 500, 15);
-  EXPECT_NEAR(moments[1], 2500, 15);
+  expectLoudAt({500, 2500});
 }
 
 TEST_F(SoundTrackTest, SoundThatRunsAheadOfAPlannedPauseIsCutAtIt) {
@@ -126,9 +120,7 @@ TEST_F(SoundTrackTest, SoundThatRunsAheadOfAPlannedPauseIsCutAtIt) {
   for (std::int64_t time = 4000; time < 6000; time += kFrameMs) {
     takePicture(time, 2000);
   }
-  const std::vector<double> moments = loudMoments();
-  ASSERT_EQ(moments.size(), 1u);
-  EXPECT_NEAR(moments[0], 2500, 15);
+  expectLoudAt({2500});
 }
 
 TEST_F(SoundTrackTest, PauseBeforeAPlannedOneIsOneOfItsOwn) {
@@ -143,10 +135,35 @@ TEST_F(SoundTrackTest, PauseBeforeAPlannedOneIsOneOfItsOwn) {
       takePicture(time);
     }
   }
-  const std::vector<double> moments = loudMoments();
-  ASSERT_EQ(moments.size(), 2u);
-  EXPECT_NEAR(moments[0], 2500, 15);
-  EXPECT_NEAR(moments[1], 4500, 15);
+  expectLoudAt({2500, 4500});
+}
+
+TEST_F(SoundTrackTest, APersonsPauseMayGoOnWhereAPlannedOneEnds) {
+  options.pause = PauseWish{1000, 3000};
+  begin();
+  for (std::int64_t time = 0; time < 6000; time += kFrameMs) {
+    takeSound(time, time == 4000 || time == 4500);
+    if (time < 1000) {
+      takePicture(time);
+    } else if (time <= 4000) {
+      leaveOutPicture(time);
+    } else {
+      takePicture(time, 2200);
+    }
+  }
+  expectLoudAt({2300});
+}
+
+TEST_F(SoundTrackTest, APauseOfNoLengthLeavesNothingOut) {
+  begin();
+  for (std::int64_t time = 0; time < 2000; time += kFrameMs) {
+    if (time == 1000) {
+      leaveOutPicture(time);
+    }
+    takePicture(time);
+    takeSound(time, time == 1000);
+  }
+  expectLoudAt({1000});
 }
 
 TEST_F(SoundTrackTest, DurationCutsTheSound) {
@@ -158,7 +175,7 @@ TEST_F(SoundTrackTest, DurationCutsTheSound) {
   for (std::int64_t time = 0; time < 3000; time += kFrameMs) {
     takeSound(time, time == 500 || time == 1500);
   }
-  EXPECT_EQ(loudMoments().size(), 1u);
+  expectLoudAt({500});
 }
 
 }  // namespace

@@ -43,6 +43,24 @@ TEST(TestPicture, LeavesTheEndOfTheRowsAlone) {
 
 TEST(TestPicture, Moves) { EXPECT_NE(Drawn(320, 240, 1).pixels, Drawn(320, 240, 2).pixels); }
 
+TEST(TestPicture, BoxReachesTheEdgeAndTurns) {
+  const auto isBoxAt = [](std::uint32_t number, std::size_t x) {
+    const Drawn drawn(320, 240, number);
+    const std::uint8_t* pixel = drawn.pixels.data() + 140 * drawn.bytesPerRow + x * 4;
+    return pixel[0] == 0x00 && pixel[1] == 0x80 && pixel[2] == 0xFF;
+  };
+  EXPECT_FALSE(isBoxAt(69, 319));
+  EXPECT_TRUE(isBoxAt(70, 319));
+  EXPECT_TRUE(isBoxAt(70, 280));
+  EXPECT_FALSE(isBoxAt(71, 319));
+  EXPECT_TRUE(isBoxAt(71, 276));
+}
+
+TEST(FrameNumber, PictureOfOneColourHasNone) {
+  const std::vector<std::uint8_t> white(320 * 240 * 4, 255);
+  EXPECT_EQ(readFrameNumber(white.data(), 320 * 4, 320, 240), std::nullopt);
+}
+
 TEST(FrameNumber, PictureWithoutMarksHasNone) {
   const std::vector<std::uint8_t> gray(320 * 240 * 4, 60);
   EXPECT_EQ(readFrameNumber(gray.data(), 320 * 4, 320, 240), std::nullopt);

@@ -45,6 +45,20 @@ class Report : public testing::Test {
         VXRecordingRepair::inspectRecordingAtPath(path, VXInspectionDepth::index).value(), {}, {}};
   }
 
+  /// The command, on this file.
+  ExitStatus run(std::vector<std::string> words) {
+    words.insert(words.begin(), "verify");
+    words.push_back(path);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const ExitStatus status = runVerify(words);
+    errors = testing::internal::GetCapturedStderr();
+    output = testing::internal::GetCapturedStdout();
+    return status;
+  }
+
+  std::string output;
+  std::string errors;
   TemporaryFolder folder;
   std::string path = folder / "a.mp4";
   std::unique_ptr<vx::mp4::RecordingFile> file;
@@ -82,8 +96,28 @@ TEST_F(Report, TimelineTellsHeardFromUnheardAndWhereSoundIsMissing) {
   EXPECT_TRUE(timeline.hasSound);
   EXPECT_THAT(timeline.unheard, ElementsAre(TimeSpan{0, 100}));
   EXPECT_THAT(timeline.sound, ElementsAre(TimeSpan{100, 106}, TimeSpan{1000, 1106}));
-  EXPECT_EQ(timeline.title, "a.mp4");
   EXPECT_EQ(timeline.frames.size(), 10u);
+}
+
+TEST_F(Report, TimelineIsCalledLikeTheFile) {
+  ASSERT_TRUE(file->finish(std::nullopt).ok());
+  EXPECT_EQ(timelineOf("/b/a \"c\\\".mp4", verified()).title, "a \"c\\\".mp4");
+  EXPECT_EQ(timelineOf("a\xFF.mp4", verified()).title, "a\xEF\xBF\xBD.mp4");
+}
+
+TEST_F(Report, CommandAnswersWhetherTheRecordingIsWhole) {
+  EXPECT_EQ(run({}), ExitStatus::recordingFailed);
+  EXPECT_THAT(output, HasSubstr(path + ": recording\n"));
+  ASSERT_TRUE(file->finish(std::nullopt).ok());
+  EXPECT_EQ(run({}), ExitStatus::done);
+  EXPECT_THAT(output, HasSubstr(path + ": whole\n"));
+}
+
+TEST_F(Report, PictureThatCannotBeWrittenIsAFailureBesideTheReport) {
+  ASSERT_TRUE(file->finish(std::nullopt).ok());
+  EXPECT_EQ(run({"--json", "--svg", folder / "missing/a.svg"}), ExitStatus::recordingFailed);
+  EXPECT_EQ(output, asJson(path, verified()) + "\n");
+  EXPECT_THAT(errors, HasSubstr("the picture cannot be written to \"" + folder.path()));
 }
 
 }  // namespace

@@ -18,6 +18,8 @@ extern "C" {
 namespace vxrecord {
 namespace {
 
+using testing::HasSubstr;
+using testing::ThrowsMessage;
 using vx::test::VirtualDisplay;
 using vx::test::X11Stage;
 
@@ -179,6 +181,7 @@ TEST_F(DisplayInputTest, PartShowsOnlyWhatHappensInIt) {
   EXPECT_EQ(frame.picture->height, 77);
   stage.fill(0, 0, 101, 240, kRed);
   stage.movePointer(20, 20);
+  stage.setPointer(1, 1, 0, 0, {0xFFFF00FF});
   const int before = frames;
   ASSERT_TRUE(readUntilIdle());
   EXPECT_EQ(frames, before);
@@ -186,7 +189,7 @@ TEST_F(DisplayInputTest, PartShowsOnlyWhatHappensInIt) {
   ASSERT_TRUE(readUntilPixel(98, 76, kBlue));
   EXPECT_EQ(pixel(0, 0), kGray);
   stage.movePointer(101, 51);
-  EXPECT_TRUE(readUntilPixel(0, 0, 0x00FF00));
+  EXPECT_TRUE(readUntilPixel(0, 0, 0xFF00FF));
 }
 
 TEST_F(DisplayInputTest, ScreenThatChangesItsSizeIsFollowed) {
@@ -218,7 +221,7 @@ TEST_F(DisplayInputTest, ServerThatEndsBreaksTheInputOff) {
   ASSERT_TRUE(readUntilPixel(5, 5, kGray));
   display.end();
   EXPECT_TRUE(vx::test::waitUntil([&] { return input->read(frame) == ReadResult::broken; }));
-  EXPECT_THAT(input->trouble(), testing::HasSubstr(display.name() + " broke off"));
+  EXPECT_THAT(input->trouble(), HasSubstr(display.name() + " broke off"));
   MediaFrame repeated;
   EXPECT_TRUE(input->repeat(repeated));
   EXPECT_EQ(pixelAt(*repeated.picture, 5, 5), kGray);
@@ -284,33 +287,21 @@ TEST(DisplayInput, SixteenBitScreenIsStretched) {
 
 TEST(DisplayInput, PaletteIsRefused) {
   const VirtualDisplay display("99x77", {}, 8);
-  try {
-    openDisplay(display.name());
-    FAIL() << "it was opened";
-  } catch (const InputError& error) {
-    EXPECT_THAT(error.what(), testing::HasSubstr("depth of 24"));
-  }
+  EXPECT_THAT([&] { openDisplay(display.name()); },
+              ThrowsMessage<InputError>(HasSubstr("depth of 24")));
 }
 
 TEST(DisplayInput, ScreenThatDoesNotExistIsTold) {
   const VirtualDisplay display;
-  try {
-    openDisplay(display.name() + ".7");
-    FAIL() << "it was opened";
-  } catch (const InputError& error) {
-    EXPECT_THAT(error.what(), testing::HasSubstr("no screen of that number"));
-  }
+  EXPECT_THAT([&] { openDisplay(display.name() + ".7"); },
+              ThrowsMessage<InputError>(HasSubstr("no screen of that number")));
 }
 
 TEST(DisplayInput, ServerThatDoesNotAnswerIsTold) {
   const VirtualDisplay display;
   kill(display.serverId(), SIGSTOP);
-  try {
-    X11Connection(display.name(), std::chrono::milliseconds(100));
-    FAIL() << "it was opened";
-  } catch (const InputError& error) {
-    EXPECT_THAT(error.what(), testing::HasSubstr("its server does not answer"));
-  }
+  EXPECT_THAT([&] { X11Connection(display.name(), std::chrono::milliseconds(100)); },
+              ThrowsMessage<InputError>(HasSubstr("its server does not answer")));
 }
 
 }  // namespace

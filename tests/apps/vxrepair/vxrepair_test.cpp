@@ -145,6 +145,16 @@ TEST(Vxrepair, LeavesTheRecordingReadableWhenTheDiskIsFull) {
   expectComplete(live.path, before);
 }
 
+TEST(Vxrepair, FailsWhenItsAnswerCannotBePrinted) {
+  for (const std::string words : {"--help", "--version", "--json"}) {
+    const ProgramResult run = runProgram({"sh", "-c", "exec \"$0\" \"$1\" \"$2\" >/dev/full",
+                                          VXREPAIR_PROGRAM, words, "/missing.mp4"});
+    EXPECT_EQ(run.status, 1) << words;
+    EXPECT_THAT(run.errors,
+                HasSubstr("vxrepair: standard output cannot be written: No space left on device"));
+  }
+}
+
 TEST(Vxrepair, TellsWrongUse) {
   EXPECT_EQ(runVxrepair({}).status, 2);
   EXPECT_EQ(runVxrepair({"--fix", "a.mp4"}).status, 2);
