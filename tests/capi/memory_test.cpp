@@ -45,6 +45,17 @@ TEST(CMemory, ShortAtCreationLeavesNoRecorder) {
   EXPECT_GE(shortages, 3) << "the handle, the host and the recorder take memory";
 }
 
+TEST(CMemory, ShortForTheReasonLeavesTheResult) {
+  vx::capi::fail(VX_FAILED, "another reason");
+  const std::string reason(10000, 'x');
+  {
+    const FailingMemory failing(FailingMemory::Source::operatorNew,
+                                FailingMemory::Extent::allFromThere, 0);
+    EXPECT_EQ(vx::capi::fail(VX_REFUSED, reason), VX_REFUSED);
+  }
+  EXPECT_STREQ(vx_last_error(), "");
+}
+
 TEST(CMemory, ShortAtTheFirstCallbackHindersNoNotice) {
   vx::capi::Host host(VX_CALLBACKS_INIT);
   {
