@@ -103,6 +103,15 @@ TEST(BitRateControl, TheAverageHoldsWithKeyFrames) {
   EXPECT_NEAR(stream.rate() / kBitsPerSecond, 1, 0.05);
 }
 
+TEST(BitRateControl, APictureThatStandsForLongHasTheBitsOfASecond) {
+  Stream stream;
+  stream.encoder.bitsAtRateFactor20 = kBitsPerSecond;
+  for (int i = 0; i < 60; ++i) {
+    stream.code(5000);
+  }
+  EXPECT_NEAR(stream.bits / 60 / kBitsPerSecond, 1, 0.2);
+}
+
 TEST(BitRateControl, AStillScreenSavesUpLittleForWhatMovesAfterIt) {
   Stream stream;
   stream.encoder.bitsAtRateFactor20 = 500;
