@@ -235,7 +235,7 @@ Status X264Encoder::encode(const PlanarPicture& picture, const PictureRequest& r
   x264_picture_t in;
   x264_picture_init(&in);
   in.i_type = request.forceKeyFrame ? X264_TYPE_IDR : X264_TYPE_AUTO;
-  // The encoder insists on rising ticks; the file keeps the real times.
+  // The encoder wants rising ticks; the file keeps the real times.
   in.i_pts = _lastTick = std::max(_lastTick + 1, request.timeMs);
   in.img.i_csp = X264_CSP_I420;
   in.img.i_plane = 3;
