@@ -49,9 +49,13 @@ TEST_F(WriterCoreTest, FileLearnsTheColoursOfTheTrack) {
 
 TEST_F(WriterCoreTest, CodingGivesWayToTheHost) {
   const int own = getpriority(PRIO_PROCESS, id_t(gettid()));
+  if (own > 0 && setpriority(PRIO_PROCESS, id_t(gettid()), 0) != 0) {
+    GTEST_SKIP() << "these tests give way already, and only root may change that";
+  }
   start();
   finish();
-  EXPECT_EQ(stage.niceness, std::max(own, 5));
+  setpriority(PRIO_PROCESS, id_t(gettid()), own);
+  EXPECT_EQ(stage.niceness, 5);
 }
 
 TEST_F(WriterCoreTest, NothingIsTakenOnceTheWriterHasFailed) {
@@ -81,6 +85,7 @@ TEST_F(WriterCoreTest, EightMebibytesDoNotWaitForTheClock) {
   }
   finish();
   EXPECT_LE(stage.largestCommitBytes, std::size_t{8} << 20);
+  EXPECT_GE(stage.commits, 10) << "the first picture, and two at a time";
 }
 
 TEST_F(WriterCoreTest, KeyFrameWishesReachTheEncoder) {
