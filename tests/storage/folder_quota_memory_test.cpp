@@ -46,8 +46,8 @@ TEST_P(FolderQuotaWithoutMemory, DeletesNothingElseWhicheverAllocationFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FolderQuotaWithoutMemory,
-                         testing::Values(FailingMemory::Source::operatorNew,
-                                         FailingMemory::Source::malloc));
+                         testing::Values(FailingMemory::Source::malloc,  // what is made once, too
+                                         FailingMemory::Source::operatorNew));
 
 }  // namespace
 }  // namespace vx::storage
