@@ -160,9 +160,11 @@ TEST_F(AVVideoEncoderChoice, EveryEncoderCanBeChosenByItsName) {
 TEST_F(AVVideoEncoderChoice, TheOneThatWasChosenIsMade) {
   for (const EncoderOffer& offer : encoderOffers()) {
     ASSERT_TRUE(AVVideoEncoder::setPreferredEncoderName(offer.description.name));
-    const auto made = makePreferredEncoder();
-    const auto offered = offer.make();
-    EXPECT_TRUE(typeid(*made) == typeid(*offered)) << offer.description.name;
+    const std::unique_ptr<VideoEncoder> made = makePreferredEncoder();
+    const std::unique_ptr<VideoEncoder> offered = offer.make();
+    const VideoEncoder& chosen = *made;
+    const VideoEncoder& named = *offered;
+    EXPECT_TRUE(typeid(chosen) == typeid(named)) << offer.description.name;
   }
 }
 
