@@ -83,14 +83,25 @@ TEST(AudioFactory, GivesOneTimingToAllSamplesAndNoSizes) {
 }
 
 TEST(AudioFactory, CutsTheFractionOffTheRateForTheTimescale) {
-  const Buffer buffer = makeWithFactory(100, aacStream(22050.5));
+  for (const double rate : {22050.5, 22050.9}) {
+    const Buffer buffer = makeWithFactory(100, aacStream(rate));
+    CMSampleTimingInfo timing;
+    ASSERT_EQ(CMSampleBufferGetSampleTimingInfo(buffer.get(), 0, &timing), noErr);
+    EXPECT_EQ(timing.duration.timescale, 22050);
+    EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(
+                  CMSampleBufferGetFormatDescription(buffer.get()))
+                  ->mSampleRate,
+              rate);
+  }
+}
+
+TEST(AudioFactory, CountsTheFramesOfAPacketWithoutSign) {
+  AudioStreamBasicDescription stream = aacStream();
+  stream.mFramesPerPacket = 4294967295u;
+  const Buffer buffer = makeWithFactory(100, stream);
   CMSampleTimingInfo timing;
   ASSERT_EQ(CMSampleBufferGetSampleTimingInfo(buffer.get(), 0, &timing), noErr);
-  EXPECT_EQ(timing.duration.timescale, 22050);
-  EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(
-                CMSampleBufferGetFormatDescription(buffer.get()))
-                ->mSampleRate,
-            22050.5);
+  EXPECT_EQ(timing.duration.value, 4294967295);
 }
 
 TEST(AudioFactory, HandsItsOnlyReferenceToTheCaller) {
@@ -151,6 +162,13 @@ TEST(AudioFactory, LogsWhatIsRaisedAndMakesNoBuffer) {
         << log;
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1);
   }
+}
+
+TEST(AudioFactory, CopiesTheBytesBeforeItLooksAtTheStream) {
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(makeWithFactory(-1, aacStream(0)));  // a rate that alone fails in silence
+  EXPECT_NE(testing::internal::GetCapturedStderr().find(" createAudioSampleBuffer exception : "),
+            std::string::npos);
 }
 
 TEST(AudioFactory, LogsALengthWithoutBytes) {

@@ -252,6 +252,27 @@ TEST_F(AudioIntake, InputThatIsTakenAwayWithinALineTakesNoBuffer) {
             line(" AVAssetWriter status: AVAssetWriterStatusWriting (1)"));
 }
 
+TEST_F(AudioIntake, SaysThatTheSessionIsStartedWhenItIsAndBeforeItPrimes) {
+  recorder->setStartedSession(false);
+  std::vector<std::pair<bool, bool>> startedAndFirst;
+  const auto looking = std::make_shared<Looking>();
+  looking->look = [&] {
+    startedAndFirst.emplace_back(recorder->startedSession(), recorder->firstAudioBuffer());
+    EXPECT_THAT(writer->calls, ElementsAre("startSession"));
+  };
+  recorder->delegate = looking;
+  appendAudioAt(0);
+  EXPECT_THAT(startedAndFirst, ElementsAre(std::pair(true, true), std::pair(true, false)));
+}
+
+TEST_F(AudioIntake, WhatTheInputRaisesReachesTheCaller) {
+  audioInput->onAppend = [](CMSampleBufferRef) {
+    throw NSException(NSInternalInconsistencyException, "out of order");
+  };
+  EXPECT_THROW(appendAudioAt(0), NSException);
+  EXPECT_EQ(delegate->lines().size(), 1u) << "that of the priming";
+}
+
 TEST_F(AudioIntake, ClearsItsFirstBufferAndSaysThatItPrimesBeforeItDoes) {
   const Buffer buffer = bufferAt(kCMTimeZero);
   bool wasSet = true;

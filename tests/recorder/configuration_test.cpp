@@ -109,6 +109,24 @@ TEST_F(Configuration, NumbersHaveTheirWidths) {
   static_assert(std::is_same_v<decltype(CGSize::height), double>);
 }
 
+template <typename Recorder>
+concept TakesARotation = requires(Recorder& host) {
+  host.setIsVideoRotation(true);
+};
+template <typename Recorder>
+concept TakesAThread = requires(Recorder& host) {
+  host.setThread(nullptr);
+};
+
+TEST_F(Configuration, FlagsAreOneByteAndRotationAndThreadAreTheRecordersToSet) {
+  static_assert(std::is_same_v<VXVideoRecorderPeer::AudioEnabledField, std::atomic<bool>>);
+  static_assert(sizeof(VXVideoRecorderPeer::AudioEnabledField) == 1);
+  static_assert(sizeof(VXVideoRecorderPeer::PauseField) == 1);
+  static_assert(std::is_same_v<decltype(recorder->isVideoRotation()), bool>);
+  static_assert(!TakesARotation<VXVideoRecorder>);
+  static_assert(!TakesAThread<VXVideoRecorder>);
+}
+
 TEST_F(Configuration, NumbersThatHostsPassAreThePlatforms) {
   static_assert(kCVPixelFormatType_420YpCbCr8Planar == 0x79343230);
   static_assert(kCMAttachmentMode_ShouldPropagate == 1);
@@ -308,6 +326,19 @@ TEST_F(Configuration, LinesComeOnTheThreadOfTheCall) {
   EXPECT_THAT(listener->threads, testing::SizeIs(2));
   EXPECT_THAT(listener->threads, testing::Each(std::this_thread::get_id()));
   recorder->delegate = delegate;
+}
+
+TEST_F(Configuration, LinesGoToTheDelegateAloneAndNoneToTheSystemLog) {
+  testing::internal::CaptureStderr();
+  recorder->setAudioEnabled(true);
+  appendAt(0);
+  appendAt(40);
+  recorder->stop();
+  recorder->stop();  // raises, which is a line
+  EXPECT_TRUE(delegate->waitForFilesDone());
+  appendAt(80);  // refused, which is another
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(delegate->lines().size(), 5u);
 }
 
 TEST(Version, NumberAndStringAreExact) {

@@ -3,12 +3,16 @@
 
 #include "platform/cf_ref.h"
 
+#include <array>
+#include <numeric>
+
 using namespace vx;
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 
 constexpr std::uint32_t kY420 = kCVPixelFormatType_420YpCbCr8Planar;
 constexpr std::uint32_t kUnknownFormat = 0x3F3F3F3F;
@@ -72,6 +76,25 @@ TEST_F(VideoIntakeSteps, HostTimesCountModulo32Bits) {
   EXPECT_THAT(timesOfSamples(), ElementsAre(std::pair(0, 36)));
 }
 
+TEST_F(VideoIntakeSteps, FrameIsConvertedAsItsDictionarySays) {
+  useScriptedWriter();
+  constexpr std::uint32_t kBytesPerRow = 12;  // two pixels, and four bytes that are none
+  std::array<std::uint8_t, 2 * kBytesPerRow> bytes{};
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
+  recorder->appendVideoSample({{"frameBuffer", NSData::dataWithBytes(bytes.data(), bytes.size())},
+                               {"pixelFormatType", kCVPixelFormatType_32BGRA},
+                               {"width", 2u},
+                               {"height", 2u},
+                               {"bytesPerRow", kBytesPerRow}});
+  ASSERT_NE(peer.buffer(), nullptr);
+  EXPECT_EQ(CVPixelBufferGetPixelFormatType(peer.buffer()), kCVPixelFormatType_32BGRA);
+  CVPixelBufferLockBaseAddress(peer.buffer(), 0);
+  const auto* rows = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(peer.buffer()));
+  EXPECT_EQ(rows[0], 1);
+  EXPECT_EQ(rows[CVPixelBufferGetBytesPerRow(peer.buffer()) + 7], 20);
+  CVPixelBufferUnlockBaseAddress(peer.buffer(), 0);
+}
+
 // ---- accepting a frame ---------------------------------------------------------------------
 
 TEST_F(VideoIntakeSteps, SizeOfZeroEndsTheRoadBehindTheDictionaryToo) {
@@ -95,11 +118,14 @@ TEST_F(VideoIntakeSteps, HandleIsCalledOnceWithTheRelativeTime) {
 
 TEST_F(VideoIntakeSteps, ThreadIsNamedBeforeTheDiskIsAskedAndThatBeforeTheHeldFrameIsWritten) {
   useScriptedWriter();
+  recorder->setFilename("named.mp4");
   peer.limitFreeSpace() = ~std::uint64_t{0};
   std::vector<std::string> seen;
   lookAtEveryLine([&](const std::string& message) {
     if (message == line(" status 1 with error (null)")) {
-      seen.push_back(recorder->thread ? "shortage" : "shortage before the name");
+      ASSERT_NE(recorder->thread, nullptr);
+      EXPECT_EQ(recorder->thread->name(), "[VXVideoRecorder] named.mp4 (1)");
+      seen.push_back("shortage");
     }
   });
   input->onAppend = [&](CMSampleBufferRef) { seen.push_back("append"); };
@@ -135,6 +161,29 @@ TEST_F(VideoIntakeSteps, WriterWithoutVideoInputRefusesEveryFrame) {
                          "status = 1")),
             1);
   EXPECT_EQ(peer.buffer(), nullptr);
+}
+
+TEST_F(VideoIntakeSteps, PauseEndsBehindItsBlackAndTheClockIsSetBefore) {
+  useScriptedWriter();
+  appendAt(0);
+  recorder->pause();
+  std::vector<std::pair<bool, std::uint32_t>> seen;
+  lookAtEveryLine([&](const std::string& message) {
+    if (message == line(" Pixel buffer create failed")) {
+      seen.emplace_back(peer.pause(), peer.startTime());
+    }
+  });
+  append(FrameBuilder().at(5000).size(8, 8).format(kUnknownFormat));
+  EXPECT_THAT(seen, ElementsAre(Pair(true, 4000u), Pair(false, 4000u))) << "black, then the frame";
+}
+
+TEST_F(VideoIntakeSteps, PauseBeforeTheFirstFrameIsABlackOfNoLength) {
+  recorder->pause();
+  useScriptedWriter(5000);
+  appendAt(5000);
+  EXPECT_FALSE(peer.pause());
+  appendAt(5040);
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 0), Pair(0, 40)));
 }
 
 TEST_F(VideoIntakeSteps, BlackOfAPauseHasTheNewFramesSizeAndFormat) {
@@ -226,6 +275,17 @@ TEST_F(VideoIntakeSteps, InputThatIsTakenAwayWithinALineTakesNoSample) {
   EXPECT_TRUE(input->samples.empty());
   EXPECT_EQ(peer.timestamp(), 0u);
   EXPECT_EQ(countOf(line(" AVAssetWriter status: AVAssetWriterStatusWriting (1)")), 1);
+}
+
+TEST_F(VideoIntakeSteps, WriterThatIsTakenAwayWithinALineHasNoSessionStarted) {
+  useScriptedWriter();
+  appendAt(0);
+  peer.limitFreeSpace() = ~std::uint64_t{0};
+  lookAtEveryLine([&](const std::string&) { recorder->setWriter(nullptr); });
+  appendAt(40);
+  EXPECT_THAT(writer->sessionStarts, IsEmpty());
+  EXPECT_TRUE(recorder->startedSession());
+  EXPECT_THAT(timesOfSamples(), ElementsAre(Pair(0, 40)));
 }
 
 TEST_F(VideoIntakeSteps, FirstVideoFrameTimeStaysThatOfTheFirstSample) {

@@ -230,9 +230,13 @@ TEST_F(VideoIntake, RefusalPrintsTheAudioInputsReadiness) {
 
 TEST_F(VideoIntake, WriterThatDoesNotWriteRefusesWithItsStatus) {
   useScriptedWriter();
-  writer->currentStatus = AVAssetWriterStatusFailed;
-  appendAt(0);
-  EXPECT_EQ(countOf(refusal(0, 3)), 1);
+  for (const AVAssetWriterStatus status :
+       {AVAssetWriterStatusUnknown, AVAssetWriterStatusCompleted, AVAssetWriterStatusFailed,
+        AVAssetWriterStatusCancelled}) {
+    writer->currentStatus = status;
+    appendAt(0);
+    EXPECT_EQ(countOf(refusal(0, static_cast<int>(status))), 1);
+  }
   EXPECT_EQ(peer.buffer(), nullptr);
 }
 

@@ -87,6 +87,10 @@ class RecorderTest : public testing::Test {
   }
 
   std::string line(const std::string& message) const { return peer.logPrefix() + message; }
+  /// The line of a finished file.
+  std::string recordLine(const std::string& outcome) const {
+    return line(" Record " + recorder->filename().value_or("(null)") + " - " + outcome);
+  }
   int countOf(const std::string& message, std::int32_t level = 2) const {
     const auto lines = delegate->lines();
     return static_cast<int>(

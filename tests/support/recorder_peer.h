@@ -14,6 +14,8 @@ class VXVideoRecorderPeer {
   explicit VXVideoRecorderPeer(VXVideoRecorder& recorder) : _recorder(recorder) {}
 
   // Fields.
+  using PauseField = decltype(VXVideoRecorder::_pause);
+  using AudioEnabledField = decltype(VXVideoRecorder::_audioEnabled);
   bool pause() const { return _recorder._pause; }
   vx::CVPixelBufferRef& buffer() { return _recorder._buffer; }
   std::uint32_t& startTime() { return _recorder._startTime; }
