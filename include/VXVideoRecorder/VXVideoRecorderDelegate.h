@@ -24,10 +24,10 @@ class VXVideoRecorderDelegate {
   }
 
   /// The file is complete, or as complete as a failure allowed. Comes once, after the first `stop`
-  /// of a recorder that wrote at least one frame, behind the folder quota and the log line that
-  /// says "done" or "failed". Not after a recorder that was destroyed without `stop`, and not when
-  /// the writer refused to be stopped, which is a line of the log. Thread: the writer's. The
-  /// recorder may be released here.
+  /// of a recorder that has a writer, even one that could not create its file, behind the folder
+  /// quota and the log line that says "done" or "failed". Not after a recorder that was destroyed
+  /// without `stop`, and not when the writer refused to be stopped, which is a line of the log.
+  /// Thread: the writer's. The recorder may be released here.
   virtual void writeVideoFileDone() {}
 };
 

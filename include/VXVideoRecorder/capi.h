@@ -86,9 +86,9 @@ typedef struct vx_callbacks {
   /// finished file comes on the writer's.
   void (*log)(void* user_data, const char* message, int32_t level);
   /// The file is complete (VX_OK), or as complete as a failure allowed (VX_FAILED). Comes once,
-  /// after the first stop of a recorder that wrote at least one frame; not from a recorder that was
-  /// destroyed. The recorder may be asked and destroyed here, also while another thread waits for
-  /// its end. Thread: the writer's.
+  /// after the first stop behind the first frame, also when the file could not be made; not from a
+  /// recorder that was destroyed. The recorder may be asked and destroyed here, also while another
+  /// thread waits for its end. Thread: the writer's.
   void (*done)(void* user_data, vx_result outcome);
 } vx_callbacks;
 #define VX_CALLBACKS_INIT \

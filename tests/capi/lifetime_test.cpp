@@ -79,6 +79,14 @@ TEST_F(CLifetime, TellsOfAFailureThatComesWithTheEnd) {
   EXPECT_THAT(outcomes(), ElementsAre(VX_FAILED));
 }
 
+TEST_F(CLifetime, HasItsNoticeThoughItGotNoFile) {
+  configure([](vx_configuration& configuration) { configuration.filename = "none/at/all.mp4"; });
+  ASSERT_EQ(append(0), VX_FAILED);
+  EXPECT_EQ(vx_recorder_stop(recorder), VX_OK);
+  EXPECT_EQ(vx_recorder_wait_until_done(recorder, 60'000), VX_FAILED);
+  EXPECT_THAT(outcomes(), ElementsAre(VX_FAILED));
+}
+
 TEST_F(CLifetime, TellsWhenTheWriterCannotBeStopped) {
   useScriptedWriter();
   input->raisesOnFinish = vx::NSException(vx::NSInternalInconsistencyException, "not now");
