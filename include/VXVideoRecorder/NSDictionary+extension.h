@@ -1,7 +1,7 @@
 // Typed, defaulting getters over loosely typed dictionaries, and dictionaries as JSON.
 //
 // Every getter reads through `objectForKeyPath` and answers its default for a value that is
-// missing, a null marker, or of a kind that the getter does not convert.
+// missing, a null marker, or of a kind that the getter does not convert. Thread: any; none blocks.
 #pragma once
 
 #include "VXVideoRecorder/platform/Foundation.h"

@@ -1,4 +1,4 @@
-// Texts as JSON.
+// Texts as JSON. Thread: any; no call blocks.
 #pragma once
 
 #include "VXVideoRecorder/platform/Foundation.h"

@@ -1,4 +1,4 @@
-// Geometry: sizes in pixels and affine transforms.
+// Geometry: sizes in pixels and affine transforms. Thread: any; no call blocks.
 #pragma once
 
 #pragma GCC visibility push(default)

@@ -21,7 +21,7 @@ enum NSSearchPathDomainMask : unsigned { NSUserDomainMask = 1 };
 /// where none is set; one that points at the home folder itself means just that. Without a usable
 /// HOME the account's home folder counts. With `expandTilde` false a home folder at the front is
 /// written as `~`.
-/// Empty only for other directories and domains.
+/// Empty only for other directories and domains. Thread: any; reads the environment and a file.
 std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
                                                              NSSearchPathDomainMask domainMask,
                                                              bool expandTilde);
@@ -29,13 +29,13 @@ std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirecto
 /// `path` and `component` joined by exactly one separator; the other one if one is empty.
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
 /// The part of the last component after its last dot; empty when there is none, and for a
-/// component whose only dot is its first character.
+/// component whose only dot is its first character. Thread: any, for these two; neither blocks.
 std::string pathExtension(std::string_view path);
 
 /// A location. Only file locations are offered.
 class NSURL {
  public:
-  /// A relative `path` is taken from the current folder.
+  /// A relative `path` is taken from the current folder. Thread: any.
   static NSURL fileURLWithPath(std::string_view path);
   /// The absolute path.
   const std::string& path() const { return _path; }

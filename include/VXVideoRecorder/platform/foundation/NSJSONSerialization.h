@@ -39,7 +39,7 @@ class NSJSONSerialization {
   /// last value counts. Without `NSJSONReadingFragmentsAllowed` the top level must be an array or
   /// an object. Errors: absent, and `error` is filled, for anything malformed, anything after the
   /// value, invalid UTF-8, lone surrogates, a number beyond the floating-point range (as is any
-  /// with an exponent above 308), or nesting beyond `kMaximumDepth`.
+  /// with an exponent above 308), or nesting beyond `kMaximumDepth`. Thread: any, for all of these.
   static std::optional<Object> JSONObjectWithData(const NSData& data, NSJSONReadingOptions options,
                                                   std::optional<NSError>* error = nullptr);
 };

@@ -1,4 +1,4 @@
-// Regular expressions over UTF-8 texts.
+// Regular expressions over UTF-8 texts. Thread: any; no call blocks.
 #pragma once
 
 #include "VXVideoRecorder/platform/foundation/NSError.h"
