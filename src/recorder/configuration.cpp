@@ -72,6 +72,15 @@ void VXVideoRecorder::writeLog(const std::string& message, std::int32_t level) {
   }
 }
 
+std::string VXVideoRecorder::logPrefix() const {
+  std::string prefix = "[";
+  prefix += kClassName;
+  prefix += "][";
+  prefix += defaultObjectDescription(kClassName, this);
+  prefix += "]";
+  return prefix;
+}
+
 void VXVideoRecorder::log(const std::string& message) {
   writeLog(logPrefix() + " " + message, kLogLevel);
 }
@@ -82,13 +91,4 @@ void VXVideoRecorder::logMemoryShortage(const char* whatIsLost) {
   } catch (const std::bad_alloc&) {
     // Not even for the line.
   }
-}
-
-std::string VXVideoRecorder::logPrefix() const {
-  std::string prefix = "[";
-  prefix += kClassName;
-  prefix += "][";
-  prefix += defaultObjectDescription(kClassName, this);
-  prefix += "]";
-  return prefix;
 }
