@@ -366,5 +366,23 @@ TEST_F(FolderQuota, IsAppliedWithTheRecordersOwnValues) {
   EXPECT_EQ(entries(), Names{"now.mp4"});
 }
 
+TEST_F(FolderQuota, SaysNothing) {
+  folder.makeFile("now.mp4", 2 * kMB);
+  folder.makeFile("rec1.mp4", 1);
+  const auto delegate = std::make_shared<RememberingDelegate>();
+  const auto recorder = VXVideoRecorder::initWithDelegate(delegate);
+  VXVideoRecorderPeer peer(*recorder);
+  recorder->setFileNamePrefix("rec");
+  recorder->setFolderLimitSize(1);
+  testing::internal::CaptureStderr();
+  for (const std::string& path : {folder.path(), folder / "none"}) {
+    recorder->setStoragePath(path);
+    peer.checkFolderSizeAndDeleteFile("now.mp4");
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_THAT(delegate->lines(), testing::IsEmpty());
+  EXPECT_FALSE(folder.has("rec1.mp4"));
+}
+
 }  // namespace
 }  // namespace vx::storage

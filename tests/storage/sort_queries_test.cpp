@@ -1,5 +1,5 @@
-// How often the sort asks for a file's time. The program's calls of fstatat go through the counter
-// below (see CMakeLists.txt).
+// How often the quota asks for a file's time and size. The program's calls of fstatat go through
+// the counter below (see CMakeLists.txt).
 #include "storage/folder_quota.h"
 
 #include "support/temporary_folder.h"
@@ -32,6 +32,19 @@ TEST(SortNewestFirst, ReadsBothTimesAnewAtEveryComparison) {
   sortNewestFirst(*folder, entries);
   constexpr int kComparisons = 3;  // 2 with 3, 1 with 3, 1 with 2
   EXPECT_EQ(s_queries, 2 * kComparisons);
+}
+
+// So it sorts what it will not count as well, and asks for a size where it counts alone.
+TEST(FolderQuotaQueries, AreTwoForEachComparisonOfAllEntriesAndOneForEachCandidate) {
+  const TemporaryFolder temporary;
+  for (const char* name : {"rec1.mp4", "note.txt"}) temporary.makeFile(name, 1);
+  s_queries = 0;
+  ASSERT_EQ(Folder::open(temporary.path())->subpaths().size(), 2u);
+  const int toList = s_queries;
+  applyFolderQuota(temporary.path(), "rec", 1, "now.mp4");
+  constexpr int kComparisons = 1;
+  constexpr int kCandidates = 1;
+  EXPECT_EQ(s_queries - 2 * toList, 2 * kComparisons + kCandidates);
 }
 
 }  // namespace
