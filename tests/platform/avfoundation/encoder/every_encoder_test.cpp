@@ -96,6 +96,16 @@ TEST_P(EveryEncoder, ParameterSetsTellTheColours) {
   EXPECT_EQ(track.colorRange, kVideoRange);
 }
 
+TEST_P(EveryEncoder, LevelFollowsThePicturesSize) {
+  const auto levelAt = [](int width, int height) {
+    const auto encoder = make();
+    EXPECT_TRUE(encoder->open(encoderSettings(width, height)).ok());
+    return int{encoder->parameterSets().sps.at(3)};
+  };
+  EXPECT_LT(levelAt(320, 240), levelAt(1920, 1080));
+  EXPECT_LT(levelAt(1920, 1080), levelAt(3840, 2160));
+}
+
 INSTANTIATE_TEST_SUITE_P(All, EveryEncoder, testing::ValuesIn(softwareNames()),
                          [](const auto& encoder) { return encoder.param; });
 
