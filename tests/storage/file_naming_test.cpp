@@ -1,9 +1,9 @@
 // The recorder's choice of its file.
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "support/immutable_item.h"
 #include "support/program.h"
 #include "support/recorder_peer.h"
 #include "support/temporary_folder.h"
+#include "support/unprivileged.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -157,13 +157,8 @@ TEST_F(FileNaming, FallsBackToTheDocumentsFolderItselfWithALineInTheSystemLog) {
 
 TEST_F(FileNaming, FallsBackWhenNothingCanBeMadeInTheParentFolder) {
   storage.makeFolder("locked");
-  std::optional<ImmutableItem> immutable;
-  if (::geteuid() == 0) {
-    immutable.emplace(storage / "locked");
-    if (!immutable->works()) GTEST_SKIP() << "folders cannot be made immutable here";
-  } else {
-    fs::permissions(storage / "locked", fs::perms(0555));
-  }
+  fs::permissions(storage / "locked", fs::perms(0555));
+  const Unprivileged user(storage);
   recorder->setStoragePath(storage / "locked/below");
   testing::internal::CaptureStderr();
   EXPECT_EQ(outputPath(), home / "Documents/Display_1.mp4");

@@ -3,6 +3,7 @@
 
 #include "support/immutable_item.h"
 #include "support/temporary_folder.h"
+#include "support/unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -82,24 +82,6 @@ TEST(FolderQuotaUnderResistance, CountsWhatCannotBeRemoved) {
   EXPECT_TRUE(folder.has("rec2.mp4"));
   EXPECT_FALSE(folder.has("rec1.mp4"));
 }
-
-/// Acts as a user without privileges while it lives, so that permissions count.
-class Unprivileged {
- public:
-  explicit Unprivileged(const TemporaryFolder& folder) {
-    if (::geteuid() != 0) return;
-    _dropped = ::chown(folder.path().c_str(), kNobody, kNobody) == 0 && ::seteuid(kNobody) == 0;
-  }
-  ~Unprivileged() {
-    if (_dropped && ::seteuid(0) != 0) std::abort();
-  }
-  Unprivileged(const Unprivileged&) = delete;
-  Unprivileged& operator=(const Unprivileged&) = delete;
-
- private:
-  static constexpr uid_t kNobody = 65534;
-  bool _dropped = false;
-};
 
 // A folder that may be listed but not entered shows names and hides sizes.
 TEST(FolderQuotaUnderResistance, CountsASizeThatCannotBeReadAsNothing) {
