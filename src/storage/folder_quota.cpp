@@ -24,11 +24,12 @@ struct Candidates {
   std::vector<std::uint64_t> sizesBytes;
 };
 
-const std::optional<NSRegularExpression>& nameStemExpression() {
+const NSRegularExpression& nameStemExpression() {
   // Never destroyed: a file may be finished, and its folder pruned, while the program ends.
   static const auto* const expression =
-      new std::optional<NSRegularExpression>(NSRegularExpression::regularExpressionWithPattern(
-          kNameStemPattern, NSRegularExpressionCaseInsensitive));
+      new NSRegularExpression(NSRegularExpression::regularExpressionWithPattern(
+                                  kNameStemPattern, NSRegularExpressionCaseInsensitive)
+                                  .value());
   return *expression;
 }
 
@@ -88,8 +89,7 @@ Candidates candidatesAmong(const Folder& folder, const std::vector<std::string>&
 void prune(const std::string& storagePath, const std::string& prefix, std::uint64_t limitBytes,
            const std::string& finishedName, const std::string& writtenFile) {
   const std::optional<Folder> folder = Folder::open(storagePath);
-  // Without the expression nobody knows which entries to spare.
-  if (!folder || !nameStemExpression()) {
+  if (!folder) {
     return;
   }
   std::vector<std::string> entries = folder->subpaths();
@@ -111,10 +111,7 @@ void prune(const std::string& storagePath, const std::string& prefix, std::uint6
 }  // namespace
 
 std::optional<std::string> nameStem(std::string_view name) {
-  if (!nameStemExpression()) {
-    return std::nullopt;
-  }
-  const NSRange match = nameStemExpression()->rangeOfFirstMatchInString(name, {0, name.size()});
+  const NSRange match = nameStemExpression().rangeOfFirstMatchInString(name, {0, name.size()});
   if (match.location == NSNotFound && match.length == 0) {
     return std::nullopt;
   }

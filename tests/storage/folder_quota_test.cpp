@@ -204,6 +204,18 @@ TEST_F(FolderQuota, SparesAFolderThatHoldsAnEntryWithTheStem) {
   EXPECT_FALSE(folder.has("rec_old.mp4"));
 }
 
+TEST_F(FolderQuota, SparesFoldersThatHoldSeveralEntriesWithTheStem) {
+  folder.makeFolder("rec.mp4/sub");
+  for (const char* each : {"now_1.mp4", "now_2.mp4"}) {
+    folder.makeFile(std::string("rec.mp4/sub/") + each, 10);
+    folder.makeFile(std::string("rec.mp4/") + each, 10);
+  }
+  folder.makeFile("now_3.mp4", 5 * kMB, 9);
+  apply(1, "now_3.mp4");
+  EXPECT_TRUE(folder.has("rec.mp4/sub/now_1.mp4"));
+  EXPECT_TRUE(folder.has("rec.mp4/now_2.mp4"));
+}
+
 TEST_F(FolderQuota, CountsAnExtensionOnlyBehindAName) {
   folder.makeFile("now.mp4", 5 * kMB);
   folder.makeFolder("recs");
