@@ -35,17 +35,16 @@ bool NSJSONSerialization::isValidJSONObject(const Object& object) {
 std::optional<NSData> NSJSONSerialization::dataWithJSONObject(const Object& object,
                                                               NSJSONWritingOptions options,
                                                               std::optional<NSError>* error) {
-  const std::optional<JSONRefusal> refusal = whyNotJSON(object, kMaximumDepth);
-  if (refusal && refusal->kind == JSONRefusal::Kind::inexpressible) {
-    throw NSException(NSInvalidArgumentException, refusal->reason);
-  }
-  if (refusal) {
+  try {
+    const std::optional<JSONRefusal> refusal = whyNotJSON(object, kMaximumDepth);
+    if (refusal && refusal->kind == JSONRefusal::Kind::inexpressible) {
+      throw NSException(NSInvalidArgumentException, refusal->reason);
+    }
+    if (!refusal) {
+      return dataOf(writtenJSON(object, (options & NSJSONWritingPrettyPrinted) != 0));
+    }
     report(error, NSPropertyListWriteInvalidError,
            "The value cannot be written as JSON: " + refusal->reason + ".");
-    return std::nullopt;
-  }
-  try {
-    return dataOf(writtenJSON(object, (options & NSJSONWritingPrettyPrinted) != 0));
   } catch (const std::bad_alloc&) {
     report(error, NSPropertyListWriteInvalidError, "There is not enough memory for the JSON text.");
   } catch (const std::length_error&) {

@@ -24,15 +24,11 @@ class Walk {
   explicit Walk(Visitor& visitor) : _visitor(visitor) {}
 
   bool over(const Object& root) {
-    if (!show(root)) {
-      return false;
+    bool goesOn = show(root);
+    while (goesOn && !_open.empty()) {
+      goesOn = step();
     }
-    while (!_open.empty()) {
-      if (!step()) {
-        return false;
-      }
-    }
-    return true;
+    return goesOn;
   }
 
  private:

@@ -171,6 +171,41 @@ TEST_F(NSBundleTest, FindsEntriesInSubfolders) {
   EXPECT_EQ(name("app/bin/vendor-viewer"), "sub");
 }
 
+TEST_F(NSBundleTest, FindsEntriesFourFoldersDeepAndNoDeeper) {
+  folder.makeFolder("first/applications/a/b/c/d/e");
+  writeEntry("first/applications/a/b/c/d/e/viewer.desktop", "Name=too deep\nExec=viewer\n");
+  EXPECT_EQ(info(), std::nullopt);
+  writeEntry("first/applications/a/b/c/d/viewer.desktop", "Name=deep\nExec=viewer\n");
+  EXPECT_EQ(name(), "deep");
+}
+
+TEST_F(NSBundleTest, TakesNoEntryWithoutACommandForThePrograms) {
+  writeEntry("first/applications/org.example.desktop", "Name=by D-Bus\n");
+  EXPECT_EQ(info(), std::nullopt);
+}
+
+TEST_F(NSBundleTest, TakesThePlainNameWhereNothingNamesALanguage) {
+  const ScopedEnvironment noMessages{"LC_MESSAGES", nullptr};
+  const ScopedEnvironment noLanguage{"LANG", nullptr};
+  writeEntry("first/applications/viewer.desktop", "Name=Viewer\nName[de]=Betrachter\n");
+  EXPECT_EQ(value("CFBundleDisplayName"), "Viewer");
+}
+
+TEST_F(NSBundleTest, LooksWhereTheSystemKeepsItsEntriesWhenNothingNamesAFolder) {
+  std::error_code missing;
+  const std::filesystem::directory_iterator installed("/usr/share/applications", missing);
+  for (const auto& each : installed) {
+    const std::string program = "app/bin/" + each.path().stem().string();
+    const ScopedEnvironment usual{"XDG_DATA_DIRS", "/usr/local/share:/usr/share"};
+    if (const std::optional<NSDictionary> expected = info(program)) {
+      const ScopedEnvironment none{"XDG_DATA_DIRS", nullptr};
+      EXPECT_EQ(info(program), expected);
+      return;
+    }
+  }
+  GTEST_SKIP() << "no application is installed here";
+}
+
 TEST_F(NSBundleTest, ReadsAnewAtEveryCall) {
   const NSBundle bundle = NSBundle::bundleWithExecutablePath(folder / "app/bin/viewer");
   EXPECT_EQ(bundle.infoDictionary(), std::nullopt);
@@ -183,6 +218,26 @@ TEST_F(NSBundleTest, OfTheRunningProgramIsFoundByItsName) {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe").filename();
   writeEntry("own/applications/" + program + ".desktop", "Name=this test\n");
   ASSERT_NE(NSBundle::mainBundle().infoDictionary(), std::nullopt);
+}
+
+// The system marks the path of such a program.
+TEST_F(NSBundleTest, OfARunningProgramWhoseFileWasRemovedIsFoundByItsName) {
+  constexpr const char* kVariable = "VX_TEST_PROGRAM_TO_REMOVE";
+  if (const char* itself = std::getenv(kVariable)) {  // the copy below
+    std::filesystem::remove(itself);
+    writeEntry("own/applications/viewer.desktop", "Name=removed\n");
+    const auto dictionary = NSBundle::mainBundle().infoDictionary();
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(dictionary->objectForKey("CFBundleName")->description(), "removed");
+    return;
+  }
+  const std::string copy = folder / "app/bin/viewer";
+  std::filesystem::copy_file("/proc/self/exe", copy);
+  const ScopedEnvironment toRemove{kVariable, copy.c_str()};
+  const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+  EXPECT_EQ(std::system((copy + " --gtest_filter=NSBundleTest." + test + " >/dev/null").c_str()),
+            0);
+  EXPECT_FALSE(folder.has("app/bin/viewer"));
 }
 
 }  // namespace

@@ -39,6 +39,7 @@ TEST(DesktopEntry, TakesTheNameOfTheBestMatchingLanguage) {
 
 TEST(DesktopEntry, ReadsBlanksCommentsAndEscapes) {
   EXPECT_EQ(displayName("# a comment\n\n  Name =  A\\sB\\\\C\\tD  \r\n", "C"), "A B\\C\tD");
+  EXPECT_EQ(displayName("Name=A\\nB\\rC\\;D\\\n", "C"), "A\nB\rC;D\\");
 }
 
 TEST(DesktopEntry, EndsWithItsGroup) {

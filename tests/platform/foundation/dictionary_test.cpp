@@ -54,6 +54,32 @@ TEST(NSDictionary, KeepsTheFirstPlaceAndTheLastValueAmongManyKeys) {
   }
 }
 
+TEST(NSDictionary, KeepsTheOrderOfManyKeysBehindARepeatedOne) {
+  std::vector<NSDictionary::Entry> entries = {{"key0", 0}, {"key0", "again"}};
+  for (int i = 1; i < 100; ++i) {
+    entries.emplace_back("key" + std::to_string(i), i);
+  }
+  const NSDictionary dictionary(std::move(entries));
+  ASSERT_EQ(dictionary.count(), 100u);
+  int place = 0;
+  for (const auto& [key, value] : dictionary) {
+    EXPECT_EQ(key, "key" + std::to_string(place));
+    EXPECT_EQ(value, place == 0 ? Object("again") : Object(place));
+    ++place;
+  }
+}
+
+TEST(NSDictionary, KeepsManyKeysOfWhichNoneIsRepeated) {
+  std::vector<NSDictionary::Entry> entries;
+  for (int i = 99; i >= 0; --i) {
+    entries.emplace_back("key" + std::to_string(i), i);
+  }
+  const NSDictionary dictionary(std::move(entries));
+  ASSERT_EQ(dictionary.count(), 100u);
+  EXPECT_EQ(dictionary.begin()->first, "key99");
+  EXPECT_EQ(*dictionary.objectForKey("key7"), Object(7));
+}
+
 TEST(NSDictionary, GivesNothingWhenEmpty) {
   EXPECT_EQ(NSDictionary().objectForKey("a"), nullptr);
   EXPECT_EQ(NSDictionary().count(), 0u);

@@ -53,6 +53,15 @@ TEST(Equality, IgnoresTheOrderOfKeys) {
   EXPECT_EQ(NSDictionary({{"a", 1}, {"b", 2}}), NSDictionary({{"b", 2}, {"a", 1}}));
 }
 
+TEST(Equality, OfArraysIsThatOfTheirElementsInOrder) {
+  EXPECT_TRUE(NSArray({1, "a", NSNull()}) == NSArray({1, "a", NSNull()}));
+  EXPECT_FALSE(NSArray({1, "a"}) == NSArray({"a", 1}));
+  EXPECT_FALSE(NSArray({1, "a"}) == NSArray({1}));
+  const NSArray copied{1, 2};
+  EXPECT_TRUE(copied == NSArray(copied));
+  EXPECT_TRUE(NSArray() == NSArray());
+}
+
 TEST(Equality, ReachesIntoNestedContainers) {
   const auto make = [](int value) {
     return NSDictionary{{"list", NSArray{NSDictionary{{"value", value}}}}};

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <filesystem>
@@ -150,6 +151,12 @@ TEST_F(FileManager, TellsTheAttributesOfALinkItself) {
 TEST_F(FileManager, TellsAFoldersType) {
   const std::optional<NSDictionary> item = files.attributesOfItemAtPath(folder.path());
   EXPECT_EQ(*item->objectForKey(NSFileType)->string(), NSFileTypeDirectory);
+}
+
+TEST_F(FileManager, TellsNoTypeOfWhatIsNeitherFileNorFolderNorLink) {
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(*files.attributesOfItemAtPath(folder / "pipe")->objectForKey(NSFileType)->string(),
+            "NSFileTypeUnknown");
 }
 
 TEST_F(FileManager, FailsWithAUsefulTextWhereNoItemIs) {

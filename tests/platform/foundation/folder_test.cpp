@@ -1,7 +1,10 @@
 #include "platform/foundation/folder.h"
 
+#include "VXVideoRecorder/platform/foundation/NSError.h"
+#include "platform/foundation/file_descriptor.h"
 #include "platform/foundation/folder_chain.h"
 #include "support/temporary_folder.h"
+#include "support/unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -174,8 +177,39 @@ TEST(Folder, RemovesAnEmptyFolderThatMayNotBeRead) {
   const TemporaryFolder folder;
   folder.makeFolder("a");
   fs::permissions(folder / "a", fs::perms::none);
+  const Unprivileged user(folder);
   EXPECT_TRUE(Folder::open(folder.path())->removeItem("a").ok());
   EXPECT_FALSE(folder.has("a"));
+}
+
+TEST(Folder, LeavesAFolderThatMayNotBeReadAndHoldsSomething) {
+  const TemporaryFolder folder;
+  folder.makeFolder("a");
+  folder.makeFile("a/file");
+  fs::permissions(folder / "a", fs::perms::none);
+  Status status;
+  {
+    const Unprivileged user(folder);
+    status = Folder::open(folder.path())->removeItem("a");
+  }
+  fs::permissions(folder / "a", fs::perms::all);
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code(), NSFileWriteNoPermissionError);
+  EXPECT_TRUE(folder.has("a/file"));
+}
+
+TEST(Folder, IsLeftAsItIsWhenNoDescriptorIsToBeHad) {
+  const TemporaryFolder folder;
+  folder.makeFolder("a/b");
+  const std::optional<Folder> open = Folder::open(folder.path());
+  const FileDescriptor parent(::open(folder.path().c_str(), O_PATH | O_CLOEXEC));
+  {
+    const ScopedDescriptorLimit none(0);
+    EXPECT_EQ(open->subpaths(), std::vector<std::string>{});
+    EXPECT_FALSE(open->removeItem("a").ok());
+    EXPECT_EQ(removeEntry(parent.get(), "a"), EMFILE);
+  }
+  EXPECT_EQ(open->subpaths().size(), 2U);
 }
 
 TEST(Folder, HasNoStatusForWhatIsNotThere) {
@@ -226,20 +260,50 @@ TEST(FolderChain, DoesNotStepThroughALink) {
   EXPECT_EQ(chain.descend("real"), 0);
 }
 
-TEST(FolderChain, DoesNotClimbOutOfAFolderThatWasMoved) {
-  const TemporaryFolder folder;
-  folder.makeFolder("other");
-  folder.makeFolder("top");
+/// A way down that is two folders longer than what stays open.
+FolderChain longChain(const TemporaryFolder& folder) {
   std::string path = "top";
   for (std::size_t i = 0; i < FolderChain::kMaximumOpen + 2; ++i) path += "/d";
   folder.makeFolder(path);
   FolderChain chain(FileDescriptor(::open((folder / "top").c_str(), O_PATH | O_CLOEXEC)));
-  while (chain.depth() < FolderChain::kMaximumOpen + 2) ASSERT_EQ(chain.descend("d"), 0);
-  fs::rename(folder / "top/d/d", folder / "other/d");
+  while (chain.depth() < FolderChain::kMaximumOpen + 2 && chain.descend("d") == 0) {
+  }
+  return chain;
+}
+
+/// Climbs until that fails or the top is reached.
+int climb(FolderChain& chain) {
   int failure = 0;
   while (failure == 0 && chain.depth() > 0) failure = chain.ascend();
-  EXPECT_EQ(failure, ESTALE);
+  return failure;
+}
+
+TEST(FolderChain, DoesNotClimbOutOfAFolderThatWasMoved) {
+  const TemporaryFolder folder;
+  folder.makeFolder("other");
+  FolderChain chain = longChain(folder);
+  fs::rename(folder / "top/d/d", folder / "other/d");
+  EXPECT_EQ(climb(chain), ESTALE);
   EXPECT_EQ(chain.depth(), 2U);
+}
+
+TEST(FolderChain, StaysWhereTheWayUpCannotBeOpened) {
+  const TemporaryFolder folder;
+  FolderChain chain = longChain(folder);
+  {
+    const ScopedDescriptorLimit none(0);
+    EXPECT_EQ(climb(chain), EMFILE);
+  }
+  EXPECT_EQ(chain.depth(), 3U);
+  EXPECT_EQ(climb(chain), 0);
+}
+
+TEST(FolderChain, EndsAtItsTop) {
+  const TemporaryFolder folder;
+  FolderChain chain(FileDescriptor(::open(folder.path().c_str(), O_PATH | O_CLOEXEC)));
+  EXPECT_TRUE(chain.staysOnVolume());
+  EXPECT_EQ(chain.ascend(), EINVAL);
+  EXPECT_TRUE(chain.valid());
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 #include "VXVideoRecorder/platform/foundation/NSJSONSerialization.h"
 
+#include "platform/foundation/json_memory.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cmath>
 #include <limits>
@@ -61,6 +64,12 @@ Object nested(std::size_t depth) {
 }
 
 // ---- reading -------------------------------------------------------------------------------
+
+TEST(JSONMemory, OfNoBytesIsNone) {
+  JSONMemory memory;
+  EXPECT_EQ(memory.Malloc(0), nullptr);
+  EXPECT_EQ(memory.Realloc(memory.Malloc(8), 8, 0), nullptr);
+}
 
 TEST(JSONReading, YieldsEveryKind) {
   const Object expected = NSDictionary{
@@ -213,6 +222,19 @@ TEST(JSONReading, RefusesTextThatIsNotUnicode) {
   for (const std::string_view text : texts) {
     EXPECT_EQ(parse(text), std::nullopt) << text;
   }
+}
+
+TEST(JSONReading, RefusesATextBeyondWhatTheReaderCounts) {
+  constexpr std::size_t kTooLong = (std::size_t{1} << 32) + 1;
+  void* zeros =
+      ::mmap(nullptr, kTooLong, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(zeros, MAP_FAILED);
+  std::optional<NSError> error;
+  EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(
+      NSData::dataWithBytesNoCopy(static_cast<const void*>(zeros), kTooLong), NSJSONReadingNone,
+      &error));
+  EXPECT_EQ(error->localizedDescription(), "The data is no JSON: it is too long.");
+  ::munmap(zeros, kTooLong);
 }
 
 TEST(JSONReading, BoundsTheNesting) {
