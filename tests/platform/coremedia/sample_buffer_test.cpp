@@ -246,6 +246,15 @@ TEST(SampleBuffer, OneTimingEntryServesAllSamples) {
   EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample.get()), CMTimeMake(512 * 20, 1000)), 0);
 }
 
+TEST(SampleBuffer, OneTimingEntryServesTheDecodeTimesToo) {
+  const CMSampleTimingInfo first{CMTimeMake(20, 1000), CMTimeMake(100, 1000), CMTimeMake(90, 1000)};
+  const SampleBuffer sample = Creation{.samples = 4, .timings = {first}}.made();
+  CMSampleTimingInfo last{};
+  ASSERT_EQ(CMSampleBufferGetSampleTimingInfo(sample.get(), 3, &last), noErr);
+  EXPECT_EQ(CMTimeCompare(last.presentationTimeStamp, CMTimeMake(160, 1000)), 0);
+  EXPECT_EQ(CMTimeCompare(last.decodeTimeStamp, CMTimeMake(150, 1000)), 0);
+}
+
 TEST(SampleBuffer, OwnTimingEntriesAreReadOneByOne) {
   const SampleBuffer sample =
       Creation{.samples = 3, .timings = {timing(20, 0), timing(30, 20), timing(0, 50)}}.made();

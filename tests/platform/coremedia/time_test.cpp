@@ -146,6 +146,18 @@ TEST(Time, SumBeyondTheRangeIsInfinite) {
   EXPECT_EQ(CMTimeCompare(timeProduct(most, -2), kNegativeInfinity), 0);
 }
 
+TEST(Time, SumOfATimeThatTheCommonTimescaleCannotHoldIsInfinite) {
+  const CMTime most = CMTimeMake(kMaxValue, 1);
+  const CMTime small = CMTimeMake(1, 1000);
+  EXPECT_EQ(CMTimeCompare(timeSum(most, small), kPositiveInfinity), 0);
+  EXPECT_EQ(CMTimeCompare(timeSum(small, CMTimeMake(kMinValue, 1)), kNegativeInfinity), 0);
+}
+
+TEST(Time, ProductOfWhatIsNoNumberIsThatItself) {
+  EXPECT_TRUE(CMTIME_IS_INVALID(timeProduct(kCMTimeInvalid, 3)));
+  EXPECT_EQ(CMTimeCompare(timeProduct(kIndefinite, 3), kIndefinite), 0);
+}
+
 TEST(Time, DictionaryHoldsTheFourFields) {
   const NSDictionary fields = CMTimeCopyAsDictionary(CMTimeMake(100000000, 1000000000), nullptr);
   const NSDictionary expected = {
