@@ -16,6 +16,7 @@ namespace {
 constexpr int kMostThreads = 4;
 constexpr int kLowestQuantizer = 10;  // finer steps are not seen, only stored
 constexpr int kHighestQuantizer = 51;
+constexpr int kShortestSide = 16;  // it opens for less, and then codes nothing
 
 struct EncoderDestroyer {
   void operator()(ISVCEncoder* encoder) const {
@@ -113,10 +114,11 @@ Status OpenH264Encoder::open(const VideoEncoderSettings& settings) {
   int level = WELS_LOG_QUIET;
   _encoder->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
   const SEncParamExt p = parameters(settings);
-  if (_encoder->InitializeExt(&p) != cmResultSuccess) {
+  const bool isTooSmall = std::min(settings.width, settings.height) < kShortestSide;
+  if (isTooSmall || _encoder->InitializeExt(&p) != cmResultSuccess) {
     return failure(AVErrorEncoderNotFound,
-                   "The H.264 encoder could not be opened: openh264 takes pictures from 16x16 to "
-                   "3840x2160.");
+                   "The H.264 encoder could not be opened: openh264 takes pictures from 16x16 on, "
+                   "of at most as many pixels as 4096x2304 has.");
   }
   return readParameterSets(settings);
 }

@@ -66,6 +66,44 @@ TEST(AutomaticEncoder, HardwareThatCodesAPictureIsTakenAndOpenedAfresh) {
   EXPECT_EQ(software.opened, 0);
 }
 
+/// An encoder with levels.
+class LevelledEncoder final : public VideoEncoder {
+ public:
+  explicit LevelledEncoder(int& level) : _level(level) { _sets.sps = {0x67, 1}; }
+  Status open(const VideoEncoderSettings&) override { return {}; }
+  const ParameterSets& parameterSets() const override { return _sets; }
+  Status encode(const PlanarPicture&, const PictureRequest& request, AccessUnit& unit) override {
+    unit = {_bytes, request.forceKeyFrame};
+    return {};
+  }
+  EncoderSpeeds speeds() const override { return {{1, 2, 4}, 2}; }
+  int firstSpeed() const override { return 1; }
+  void setSpeed(int level) override { _level = level; }
+
+ private:
+  int& _level;
+  ParameterSets _sets;
+  std::array<std::uint8_t, 2> _bytes{0x65, 7};
+};
+
+TEST(AutomaticEncoder, DoesWhatTheOneDoesThatItTook) {
+  int level = -1;
+  const EncoderOffer levelled{{"l", "", false, ""},
+                              [&level] { return std::make_unique<LevelledEncoder>(level); }};
+  const auto encoder = makeAutomaticEncoder({levelled});
+  ASSERT_TRUE(encoder->open({}).ok());
+  AccessUnit unit;
+  ASSERT_TRUE(encoder->encode({}, {0, 33, true}, unit).ok());
+  EXPECT_EQ(unit.bytes.size(), 2u);
+  EXPECT_TRUE(unit.isKeyFrame);
+  EXPECT_EQ(encoder->parameterSets().sps, (std::vector<std::uint8_t>{0x67, 1}));
+  EXPECT_EQ(encoder->speeds().relativeCosts.size(), 3u);
+  EXPECT_EQ(encoder->speeds().firstLevel, 2);
+  EXPECT_EQ(encoder->firstSpeed(), 1);
+  encoder->setSpeed(2);
+  EXPECT_EQ(level, 2);
+}
+
 TEST(AutomaticEncoder, HardwareThatIsTakenIsLogged) {
   Fate fate;
   testing::internal::CaptureStderr();

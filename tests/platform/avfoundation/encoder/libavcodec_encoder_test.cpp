@@ -23,6 +23,10 @@ TEST(LibavcodecEncoder, AnEncoderForOtherPixelsIsRefused) {
 
 TEST(LibavcodecEncoder, AnEncoderWithoutParameterSetsIsRefused) {
   EXPECT_FALSE(opened("rawvideo").ok());
+  const Status status = opened("ffv1");
+  ASSERT_FALSE(status.ok());
+  EXPECT_NE(status.error().localizedDescription().find("gives no parameter sets in advance"),
+            std::string::npos);
 }
 
 TEST(LibavcodecEncoder, OffersHardwareBeforeSoftware) {

@@ -115,6 +115,12 @@ TEST(SpsTiming, OneWithoutAStopBitStaysAsItIs) {
   EXPECT_EQ(withUsualFrameRate(unit, 30), unit);
 }
 
+TEST(SpsTiming, ZerosBehindTheStopBitAreNoPartOfIt) {
+  Bytes padded = handMade("0");
+  padded.insert(padded.end(), {0, 0});
+  EXPECT_EQ(withUsualFrameRate(padded, 25), withUsualFrameRate(handMade("0"), 25));
+}
+
 TEST(SpsTiming, EveryCutOfAParameterSetIsSurvived) {
   const Bytes whole = test::makeH264(1920, 1080, 1).sps;
   for (std::size_t size = 1; size < whole.size(); ++size) {

@@ -3,8 +3,13 @@
 #include "platform/avfoundation/bitstream/bits.h"
 #include "platform/avfoundation/bitstream/nal_unit.h"
 #include "platform/avfoundation/encoder/sps_timing.h"
+#include "platform/foundation/sanitizers.h"
 
 #include <gtest/gtest.h>
+
+#if VX_ADDRESS_SANITIZER
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include <random>
 #include <thread>
@@ -233,6 +238,18 @@ TEST(X264Encoder, ParameterSetsClaimNoFixedFrameRate) {
   ASSERT_TRUE(coding.open().ok());
   const auto& sps = coding.encoder->parameterSets().sps;
   EXPECT_EQ(withUsualFrameRate(sps, 30), sps);
+}
+
+TEST(X264Encoder, TellsWhyItCouldNotBeOpened) {
+  Coding coding(63, 48);
+#if VX_ADDRESS_SANITIZER
+  const __lsan::ScopedDisabler x264LeaksItsOwnCopyOfWhatItRefuses;
+#endif
+  const Status status = coding.open();
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().localizedDescription(),
+            "The H.264 encoder could not be opened; a smaller picture or more free memory may help "
+            "(width not divisible by 2 (63x48))");
 }
 
 TEST(X264Encoder, OpensTheLongestSide) {
