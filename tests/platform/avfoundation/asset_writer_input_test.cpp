@@ -33,6 +33,16 @@ TEST(AssetWriterInput, KeepsAReferenceToItsHint) {
   EXPECT_EQ(CFGetRetainCount(hint.get()), 1);
 }
 
+TEST(AssetWriterInput, OfAHostsOwnTakesNothingUntilItSaysHow) {
+  struct Bare : AVAssetWriterInput {
+    Bare() : AVAssetWriterInput(AVMediaTypeVideo, std::nullopt, nullptr) {}
+  } bare;
+  EXPECT_FALSE(bare.isReadyForMoreMediaData());
+  EXPECT_FALSE(bare.waitUntilReadyForMoreMediaData(std::chrono::minutes(1)));
+  EXPECT_THROW(bare.appendSampleBuffer(nullptr), NSException);
+  EXPECT_THROW(bare.markAsFinished(), NSException);
+}
+
 TEST_F(VideoInputTest, HearsTheWishForAKeyFrame) {
   startSession();
   for (const std::int64_t ms : {0, 40, 80}) {

@@ -30,6 +30,28 @@ TEST_F(AssetWriter, RefusesAPathThatTheSystemWouldCut) {
   EXPECT_EQ(error->domain(), AVFoundationErrorDomain);
 }
 
+TEST_F(AssetWriter, NeedsAPath) {
+  std::optional<NSError> error;
+  EXPECT_EQ(AVAssetWriter::initWithURL(NSURL(), AVFileTypeMPEG4, &error), nullptr);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->localizedDescription(), "The file needs a path.");
+}
+
+TEST_F(AssetWriter, NeedsAVideoInputWithSettings) {
+  const auto audio =
+      AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeAudio, std::nullopt);
+  const auto bare =
+      AVAssetWriterInput::assetWriterInputWithMediaType(AVMediaTypeVideo, std::nullopt);
+  for (const auto& only : {audio, bare}) {
+    writer = AVAssetWriter::initWithURL(NSURL::fileURLWithPath(path), AVFileTypeMPEG4, nullptr);
+    writer->addInput(only);
+    EXPECT_FALSE(writer->startWriting());
+    EXPECT_EQ(writer->status(), AVAssetWriterStatusFailed);
+    EXPECT_EQ(writer->error()->code(), AVErrorInvalidOutputSettings);
+    EXPECT_FALSE(std::filesystem::exists(path));
+  }
+}
+
 TEST_F(AssetWriter, TellsWhereItWrites) {
   EXPECT_EQ(writer->outputURL(), NSURL::fileURLWithPath(path));
 }

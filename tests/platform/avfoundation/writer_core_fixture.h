@@ -28,6 +28,7 @@ struct Stage {
   std::size_t unitBytes = 100;
   EncoderSpeeds encoderSpeeds;  // none: it has no levels
   bool audioIsUnsuitable = false;
+  std::string failingStep;  // of the file
 
   int pictures = 0;
   bool began = false;
@@ -111,24 +112,24 @@ class FakeFile final : public mp4::RecordingFile {
       _stage.began = true;
       _stage.colour = track.colour;
     });
-    return Status::success();
+    return statusOf("begin");
   }
   Status declareAudio(const mp4::AudioTrackDescription&) override {
     return _stage.audioIsUnsuitable ? Status(NSError(AVFoundationErrorDomain,
                                                      AVErrorInvalidSourceMedia, "no such audio"))
-                                    : Status::success();
+                                    : statusOf("declareAudio");
   }
   Status appendVideo(const mp4::CodedSample& sample) override {
     _stage.change([&] { _stage.times.push_back(sample.time); });
     _uncommitted += sample.bytes.size();
-    return Status::success();
+    return statusOf("appendVideo");
   }
   Status appendAudio(const mp4::CodedSample&) override {
     _stage.change([&] {
       ++_stage.audioUnits;
       _stage.audioCameBehindTheHead = _stage.began;
     });
-    return Status::success();
+    return statusOf("appendAudio");
   }
   std::size_t uncommittedBytes() const override { return _uncommitted; }
   bool hasUncommittedSamples() const override { return _uncommitted > 0; }
@@ -153,6 +154,10 @@ class FakeFile final : public mp4::RecordingFile {
   }
 
  private:
+  Status statusOf(const char* step) const {
+    return _stage.failingStep == step ? Status(error(step)) : Status::success();
+  }
+
   std::shared_ptr<Stage> _kept;
   Stage& _stage;
   std::size_t _uncommitted = 0;
@@ -172,7 +177,7 @@ class WriterCoreTest : public testing::Test {
     }
   }
 
-  void start() {
+  void make() {
     WriterParts parts;
     parts.makeEncoder = [kept = kept] { return std::make_unique<FakeEncoder>(kept); };
     parts.createFile = [kept = kept](const std::string&, std::unique_ptr<mp4::RecordingFile>& out) {
@@ -181,10 +186,16 @@ class WriterCoreTest : public testing::Test {
     };
     parts.encoderPatience = encoderPatience;
     core = std::make_shared<WriterCore>("unused.mp4", parts);
+  }
+  Status begin() {
     VideoTrackSettings settings;
     settings.width = settings.height = 16;
     settings.encoder.colour = colour;
-    ASSERT_TRUE(core->start(settings, CGAffineTransformIdentity, true).ok());
+    return core->start(settings, CGAffineTransformIdentity, true);
+  }
+  void start() {
+    make();
+    ASSERT_TRUE(begin().ok());
     started = true;
   }
 

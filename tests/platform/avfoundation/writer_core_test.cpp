@@ -1,6 +1,8 @@
 // The engine between the host's thread and the file, with an encoder and a file that do as told.
 #include "platform/avfoundation/writer_core_fixture.h"
 
+#include "support/no_more_threads.h"
+
 #include <gmock/gmock.h>
 
 #include <thread>
@@ -279,6 +281,41 @@ TEST_F(WriterCoreTest, DiskThatBreaksFailsTheWriterAndFinishesWhatIsThere) {
   EXPECT_EQ(core->error()->localizedDescription(), "disk broke");
   EXPECT_FALSE(append(80));
   EXPECT_FALSE(core->waitForRoom(std::chrono::minutes(1)));
+}
+
+class FailingFile : public WriterCoreTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(FailingFile, FailsTheWriterAndIsFinished) {
+  stage.failingStep = GetParam();
+  start();
+  CodedAudio audio;
+  audio.track = mp4::AudioTrackDescription{};
+  audio.units.push_back({{1, 2, 3}, 0, 1024});
+  core->append(std::move(audio));
+  append(0);
+  EXPECT_TRUE(stage.waitFor([&] { return stage.finishes == 1; }));
+  EXPECT_EQ(core->status(), AVAssetWriterStatusFailed);
+  EXPECT_EQ(core->error()->localizedDescription(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FailingFile,
+                         testing::Values("begin", "declareAudio", "appendAudio", "appendVideo"));
+
+TEST_F(WriterCoreTest, WithoutAThreadFailsAtItsStartAndFinishesOnTheCallers) {
+  make();
+  Status status;
+  std::thread::id finishedOn;
+  {
+    const test::NoMoreThreads none;
+    if (!none.works()) GTEST_SKIP() << "this system does not limit a user's threads";
+    status = begin();
+    core->finish(std::nullopt, [&] { finishedOn = std::this_thread::get_id(); });
+  }
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code(), AVErrorOutOfMemory);
+  EXPECT_EQ(core->status(), AVAssetWriterStatusFailed);
+  EXPECT_EQ(finishedOn, std::this_thread::get_id());
+  EXPECT_EQ(stage.finishes, 1);
 }
 
 TEST_F(WriterCoreTest, OnlyTheFirstErrorCounts) {

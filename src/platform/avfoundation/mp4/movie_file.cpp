@@ -29,12 +29,13 @@ Status unsuitable(std::string text) {
 }  // namespace
 
 Status RecordingFile::create(const std::string& path, std::unique_ptr<RecordingFile>& out) {
+  std::unique_ptr<OutputFile> file;
   try {
-    std::unique_ptr<OutputFile> file;
     if (Status status = createPosixFile(path, file); !status.ok()) return status;
     out = std::make_unique<MovieFile>(std::move(file));
     return {};
   } catch (const std::bad_alloc&) {
+    if (file) file->discard();  // it was not handed on
     return outOfMemory();
   }
 }

@@ -61,6 +61,8 @@ class PosixFile final : public OutputFile {
         _path(std::move(path)),
         _absolutePath(absolute(_path)) {}
 
+  void adopt(FileDescriptor descriptor) { _descriptor = std::move(descriptor); }
+
   Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
     FileSizeSignalBlock block;
     while (!bytes.empty()) {
@@ -174,6 +176,8 @@ class PosixFile final : public OutputFile {
 Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out) {
   // The system would cut the path at a zero byte and create another file than was asked for.
   if (path.find('\0') != std::string::npos) return creationError(EINVAL, path);
+  // All the memory that it takes comes first: for want of it no empty file may stay behind.
+  auto file = std::make_unique<PosixFile>(FileDescriptor(), path);
   FileDescriptor descriptor;
   do {
     descriptor = FileDescriptor(
@@ -182,7 +186,8 @@ Status createPosixFile(const std::string& path, std::unique_ptr<OutputFile>& out
   if (!descriptor.valid()) return creationError(errno, path);
   if (::flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
     return creationError(errno, path);
-  out = adoptPosixFile(std::move(descriptor), path);
+  file->adopt(std::move(descriptor));
+  out = std::move(file);
   return {};
 }
 

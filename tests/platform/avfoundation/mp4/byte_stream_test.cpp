@@ -127,6 +127,21 @@ TEST(ByteStream, FailsWhenABoxGrowsBeyond32Bits) {
   EXPECT_GE(drained, std::uint64_t{1} << 32);
 }
 
+TEST(ByteStream, FailsWhenADescriptorGrowsBeyond28Bits) {
+  const Bytes chunk(std::size_t{1} << 24);
+  const auto statusWith = [&](std::size_t lastBytes) {
+    ByteStream stream([](std::uint64_t, std::span<const std::uint8_t>) { return Status(); });
+    {
+      Descriptor descriptor(stream, 5);
+      for (int i = 0; i < 15; ++i) stream.putBytes(chunk);
+      stream.putBytes(std::span(chunk).first(lastBytes));
+    }
+    return stream.finish().ok();
+  };
+  EXPECT_TRUE(statusWith(chunk.size() - 1));
+  EXPECT_FALSE(statusWith(chunk.size()));
+}
+
 TEST(ByteStream, TellsAtTheEndThatMemoryWasShortForAPatch) {
   ByteStream stream([](std::uint64_t, std::span<const std::uint8_t> piece) -> Status {
     if (piece.size() == 4) throw std::bad_alloc();

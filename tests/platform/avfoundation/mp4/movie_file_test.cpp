@@ -1,10 +1,13 @@
 // The movie that samples make, and what happens when the disk fails: over a file in memory.
 #include "platform/avfoundation/mp4/movie_file.h"
 
+#include "VXVideoRecorder/platform/AVFoundation.h"
 #include "movie_file_fixture.h"
 #include "platform/avfoundation/mp4/file_errors.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/mman.h>
 
 #include <cerrno>
 
@@ -50,6 +53,22 @@ TEST_F(MovieFileTest, StoresDurationsUpToAllOf32Bits) {
   const ReadMovie movie = readMovie(bytes, Decode::strictly);
   EXPECT_EQ(movie.complaints, std::vector<std::string>());
   EXPECT_EQ(movie.video()->packets.at(2).time, kMax32 * 2);
+}
+
+TEST_F(MovieFileTest, RefusesAPictureThatNoFragmentHoldsAndGoesOn) {
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  // Looked at by nobody: its size alone decides.
+  void* unread =
+      ::mmap(nullptr, kMost + 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(unread, MAP_FAILED);
+  const Status status =
+      file->appendVideo({{static_cast<const std::uint8_t*>(unread), kMost + 1}, 0, 40, true});
+  ::munmap(unread, kMost + 1);
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code(), AVErrorInvalidSourceMedia);
+  show(0, 40);
+  finish();
+  EXPECT_EQ(stts(), (std::vector<RunEntry>{{1, 40}}));
 }
 
 TEST_F(MovieFileTest, PutsALateFirstPictureBehindAnEmptyEdit) {
@@ -182,6 +201,23 @@ TEST_F(MovieFileTest, RefusesAConfigurationLongerThanItsRoom) {
   EXPECT_FALSE(file->declareAudio(audio).ok());
   show(0);
   finish(40);
+}
+
+TEST_F(MovieFileTest, RefusesASoundWithoutARateOrChannelsAndGoesOn) {
+  AudioTrackDescription withoutRate = audioTrack();
+  withoutRate.sampleRate = 0;
+  AudioTrackDescription withoutChannels = audioTrack();
+  withoutChannels.channels = 0;
+  for (const AudioTrackDescription& audio : {withoutRate, withoutChannels}) {
+    const Status status = file->declareAudio(audio);
+    ASSERT_FALSE(status.ok());
+    EXPECT_EQ(status.error().code(), AVErrorInvalidSourceMedia);
+  }
+  describeSound();
+  hear(0);
+  show(0);
+  finish(40);
+  EXPECT_EQ(stts(1), (std::vector<RunEntry>{{1, 1024}}));
 }
 
 // ---- both ----------------------------------------------------------------------------------

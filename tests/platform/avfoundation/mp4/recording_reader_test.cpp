@@ -100,6 +100,15 @@ TEST(RecordingReader, TornTrackThatWasPublishedLosesTheHead) {
   EXPECT_EQ(readBytes(image).form, Form::headLost);
 }
 
+TEST(RecordingReader, SoundUnderTheNumberOfAnotherTrackLosesTheHead) {
+  Bytes image = record({}, false);
+  const std::uint64_t tkhd = vx::test::readBoxes(image).find("moov/trak", 1)->find("tkhd")->offset;
+  const std::uint64_t number = tkhd + 12 + (image[tkhd + 8] == 1 ? 16 : 8);
+  ASSERT_EQ(get32(image, number), 2u);
+  put32(image, number, 3);
+  EXPECT_EQ(readBytes(image).form, Form::headLost);
+}
+
 // ---- fragments -----------------------------------------------------------------------------
 
 TEST(RecordingReader, FindsAFragmentBehindEightBytesOfGarbage) {
