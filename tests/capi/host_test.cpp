@@ -101,6 +101,15 @@ TEST(HostsEnd, WaitsForALineThatIsBeingTold) {
   telling.join();
 }
 
+TEST(HostsNotice, ReachesThoseWhoWaitThoughItsCallbackRaises) {
+  vx_callbacks raising = VX_CALLBACKS_INIT;
+  raising.done = [](void*, vx_result) { throw 42; };
+  Host host(raising);
+  EXPECT_NO_THROW(host.writeVideoFileDone());
+  EXPECT_EQ(host.waitUntilDone(-1), VX_FAILED) << "nobody knows of a file";
+  EXPECT_FALSE(host.isWithinCallback());
+}
+
 TEST(HostsCallbacks, AreKnownByTheirThread) {
   HearingHost hearing;
   Stay first, second;

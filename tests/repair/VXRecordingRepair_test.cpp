@@ -6,6 +6,7 @@
 #include "support/h264_source.h"
 #include "support/movie_checker.h"
 #include "support/temporary_folder.h"
+#include "support/unprivileged.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -217,14 +218,34 @@ TEST(VXRecordingRepair, RefusesALink) {
 }
 
 TEST(VXRecordingRepair, RefusesWhatItMayNotWriteUnlessItIsWhole) {
-  if (::geteuid() == 0) GTEST_SKIP() << "root may write to everything";
   for (const bool isFinished : {false, true}) {
     Recording recording(isFinished);
     recording.breakOff();
-    ASSERT_EQ(::chmod(recording.path.c_str(), 0400), 0);
-    const auto result = VXRecordingRepair::repairRecordingAtPath(recording.path);
+    ASSERT_EQ(::chmod(recording.path.c_str(), 0444), 0);
+    const Unprivileged user(recording.folder);
+    std::optional<NSError> error;
+    const auto result = VXRecordingRepair::repairRecordingAtPath(recording.path, &error);
     EXPECT_EQ(result.has_value(), isFinished);
+    EXPECT_FALSE(result && result->isChanged);
+    EXPECT_EQ(error ? error->code() : 0, isFinished ? 0 : NSFileWriteNoPermissionError);
   }
+}
+
+TEST(VXRecordingRepair, RefusesWhatItMayNotRead) {
+  Recording recording(true);
+  ASSERT_EQ(::chmod(recording.path.c_str(), 0), 0);
+  const Unprivileged user(recording.folder);
+  EXPECT_EQ(refusal(recording.path).code(), NSFileReadNoPermissionError);
+}
+
+TEST(VXRecordingRepair, RefusesARecordingOfWhichNothingWasStored) {
+  const TemporaryFolder folder;
+  folder.makeFile("empty.mp4");
+  const NSError error = refusal(folder / "empty.mp4");
+  EXPECT_EQ(error.code(), AVErrorInvalidSourceMedia);
+  EXPECT_EQ(error.localizedDescription(),
+            "The recording was broken off before anything was stored. It can be deleted.");
+  EXPECT_TRUE(folder.has("empty.mp4"));
 }
 
 }  // namespace

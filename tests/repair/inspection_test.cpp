@@ -43,6 +43,8 @@ TEST(Inspection, FindsDamageInAFinishedRecordingWhenTheContentsAreRead) {
   EXPECT_EQ(inspectRecording(recording.path).state(), VXRecordingState::whole);
   const auto found = inspectRecording(recording.path, VXInspectionDepth::contents);
   EXPECT_EQ(found.damagedPartCount(), 1u);
+  ASSERT_EQ(found.damagedParts().size(), 1u);
+  EXPECT_GT(found.damagedParts()[0].offset, 0u);
   expectFound(found, VXRecordingState::damaged, false,
               "Parts of the recording are not what was recorded any more; what they show may be "
               "wrong. A repair cannot bring them back: use a copy if there is one.");
@@ -101,6 +103,35 @@ TEST(Inspection, SaysThatAWholeRecordingIsComplete) {
   recording.pictures(1).finish();
   expectFound(inspectRecording(recording.path), VXRecordingState::whole, false,
               "The recording is complete.");
+}
+
+TEST(Inspection, TellsThatNothingWasStored) {
+  const TemporaryFolder folder;
+  folder.makeFile("a.mp4");
+  expectFound(inspectRecording(folder / "a.mp4"), VXRecordingState::empty, false,
+              "The recording was broken off before anything was stored. It can be deleted.");
+}
+
+TEST(Inspection, OfALostHeadTellsThatNoRepairHelps) {
+  GrowingRecording recording;
+  recording.pictures(4).breakOff();
+  std::fstream file(recording.path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(52).write("lost", 4).flush();  // the type of moov
+  expectFound(inspectRecording(recording.path), VXRecordingState::damaged, false,
+              "The start of the recording, without which its pictures cannot be read, is damaged. "
+              "It cannot be repaired: use a copy if there is one.");
+}
+
+TEST(Inspection, OfALostIndexWithoutPicturesTellsThatNoRepairHelps) {
+  GrowingRecording recording;
+  recording.pictures(4).finish();
+  const std::uint64_t size = std::filesystem::file_size(recording.path);
+  for (int i = 0; i < 4; ++i) damagePicture(recording.path, i);
+  std::filesystem::resize_file(recording.path, size - 200);
+  std::filesystem::resize_file(recording.path, std::uint64_t{65} << 20);  // more than is torn off
+  expectFound(inspectRecording(recording.path), VXRecordingState::damaged, false,
+              "The recording's index is lost and none of its pictures can be recognised. It cannot "
+              "be repaired: use a copy if there is one.");
 }
 
 TEST(Inspection, OfALostIndexTellsWhatARepairDoes) {
