@@ -27,8 +27,8 @@ int withoutInterruption(Call call) {
   return 0;
 }
 
-/// A write beyond the process's file size limit raises SIGXFSZ, which would end the host program.
-/// Blocked here, it becomes the error EFBIG and nothing else.
+/// Growing a file beyond the process's file size limit raises SIGXFSZ, which would end the host
+/// program. Blocked here, it becomes the error EFBIG and nothing else.
 class FileSizeSignalBlock {
  public:
   FileSizeSignalBlock() {
@@ -155,11 +155,13 @@ class PosixFile final : public OutputFile {
   Status result(int error) const { return error == 0 ? Status() : writingError(error, _path); }
 
   int allocate(std::uint64_t end) {
+    FileSizeSignalBlock block;  // a file system in memory raises the signal for an allocation too
     const std::uint64_t start = _reservedEnd;
     const int error = withoutInterruption([&] {
       return ::fallocate(_descriptor.get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(start),
                          static_cast<off_t>(end - start));
     });
+    if (error == EFBIG) block.raised();
     if (error == 0) _reservedEnd = end;
     return error;
   }

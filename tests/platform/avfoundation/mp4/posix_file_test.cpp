@@ -248,6 +248,14 @@ TEST(PosixFile, LetsARecordingFinishAtTheFileSizeLimit) {
   expectWholePlainMovie(folder / "a.mp4", pictures);
 }
 
+TEST(PosixFile, LetsARecordingFinishAtTheFileSizeLimitInMemory) {
+  const SmallDisk disk("size=40m");
+  if (!disk.isMounted()) GTEST_SKIP() << "mounting a small disk needs root";
+  const FileSizeLimit limit(1000000);
+  const std::size_t pictures = recordUntilFull(disk.file("a.mp4"));
+  expectWholePlainMovie(disk.file("a.mp4"), pictures);
+}
+
 TEST(PosixFile, LetsARecordingFinishOnAFullDisk) {
   const SmallDisk disk("size=2m");
   if (!disk.isMounted()) GTEST_SKIP() << "mounting a small disk needs root";
