@@ -15,8 +15,9 @@ std::uint64_t numberUnder(const NSDictionary& attributes, std::string_view key) 
   return value && value->number() ? value->number()->unsignedLongLongValue() : 0;
 }
 
-void countRecordings(const Folder& folder, std::string_view prefix, vx_folder_info& info) {
-  for (const std::string& subpath : folder.subpaths()) {
+void countRecordings(const Folder& folder, const std::vector<std::string>& subpaths,
+                     std::string_view prefix, vx_folder_info& info) {
+  for (const std::string& subpath : subpaths) {
     if (!storage::isCandidate(subpath, std::nullopt, prefix)) {
       continue;
     }
@@ -39,8 +40,12 @@ vx_result inspect(const char* path, const char* prefix, vx_folder_info* out) {
     return fail(VX_FAILED, error ? error->localizedDescription()
                                  : std::string(path) + " is no folder that can be read");
   }
+  const std::optional<std::vector<std::string>> subpaths = folder->subpaths();
+  if (!subpaths) {
+    return fail(VX_FAILED, std::string(path) + " cannot be listed");
+  }
   vx_folder_info info = VX_FOLDER_INFO_INIT;
-  countRecordings(*folder, prefix ? prefix : "", info);
+  countRecordings(*folder, *subpaths, prefix ? prefix : "", info);
   info.free_bytes = numberUnder(*volume, NSFileSystemFreeSize);
   info.volume_bytes = numberUnder(*volume, NSFileSystemSize);
   return write(info, "vx_folder_info", out);

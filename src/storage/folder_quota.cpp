@@ -92,14 +92,18 @@ void prune(const std::string& storagePath, const std::string& prefix, std::uint6
   if (!folder) {
     return;
   }
-  std::vector<std::string> entries = folder->subpaths();
-  sortNewestFirst(*folder, entries);
+  std::optional<std::vector<std::string>> entries = folder->subpaths();
+  // An entry that is missing here might be one for which a folder has to stay.
+  if (!entries) {
+    return;
+  }
+  sortNewestFirst(*folder, *entries);
   const std::string finished = stringByAppendingPathComponent(storagePath, finishedName);
   std::vector<ItemIdentity> spared = identitiesAround(finished);
   const std::vector<ItemIdentity> written = identitiesAround(writtenFile);
   spared.insert(spared.end(), written.begin(), written.end());
   const Candidates candidates =
-      candidatesAmong(*folder, entries, nameStem(finishedName), prefix, spared);
+      candidatesAmong(*folder, *entries, nameStem(finishedName), prefix, spared);
   ItemStatus status;
   const std::uint64_t finishedBytes = readItemStatus(finished, status).ok() ? status.sizeBytes : 0;
   const std::size_t kept = candidatesToKeep(finishedBytes, candidates.sizesBytes, limitBytes);

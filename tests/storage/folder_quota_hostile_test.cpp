@@ -1,6 +1,7 @@
 // The quota in folders that resist: entries that cannot be removed, and others that write there.
 #include "storage/folder_quota.h"
 
+#include "support/descriptor_limit.h"
 #include "support/immutable_item.h"
 #include "support/temporary_folder.h"
 #include "support/unprivileged.h"
@@ -32,6 +33,20 @@ TEST(FolderQuotaUnderResistance, GoesOnAfterAFileThatCannotBeRemoved) {
   EXPECT_FALSE(folder.has("rec2.mp4"));
   EXPECT_TRUE(folder.has("rec1.mp4"));
   EXPECT_FALSE(folder.has("rec0.mp4"));
+}
+
+TEST(FolderQuotaUnderResistance, DeletesNothingWhenTheListMayLackEntries) {
+  const TemporaryFolder folder;
+  folder.makeFile("now.mp4", 5 * kMB, 9);
+  folder.makeFile("rec1.mp4", 10, 1);
+  folder.makeFolder("a/b/c/d/e/f/g/h/i/j");
+  {
+    const test::ScopedDescriptorLimit limit(test::lowestFreeDescriptor() + 7);
+    applyFolderQuota(folder.path(), "rec", 1, "now.mp4");
+  }
+  EXPECT_TRUE(folder.has("rec1.mp4"));
+  applyFolderQuota(folder.path(), "rec", 1, "now.mp4");
+  EXPECT_FALSE(folder.has("rec1.mp4"));
 }
 
 TEST(FolderQuotaUnderResistance, GoesOnAfterAMountThatIsBusy) {

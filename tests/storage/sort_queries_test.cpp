@@ -39,7 +39,7 @@ TEST(FolderQuotaQueries, AreTwoForEachComparisonOfAllEntriesAndOneForEachCandida
   const TemporaryFolder temporary;
   for (const char* name : {"rec1.mp4", "note.txt"}) temporary.makeFile(name, 1);
   s_queries = 0;
-  ASSERT_EQ(Folder::open(temporary.path())->subpaths().size(), 2u);
+  ASSERT_EQ(Folder::open(temporary.path())->subpaths()->size(), 2u);
   const int toList = s_queries;
   applyFolderQuota(temporary.path(), "rec", 1, "now.mp4");
   constexpr int kComparisons = 1;

@@ -139,7 +139,7 @@ std::optional<NSDictionary> NSFileManager::attributesOfItemAtPath(
 std::optional<std::vector<std::string>> NSFileManager::subpathsAtPath(
     const std::string& path) const {
   const std::optional<Folder> folder = Folder::open(path);
-  return folder ? std::optional(folder->subpaths()) : std::nullopt;
+  return folder ? folder->subpaths() : std::nullopt;
 }
 
 }  // namespace vx

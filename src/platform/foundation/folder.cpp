@@ -17,18 +17,22 @@ namespace {
 // Folders nested deeper than this are entries without contents: their paths grow with every level.
 constexpr std::size_t kMaximumListedDepth = 1000;
 
-/// Adds what the chain's last folder holds, each path beginning with `front`, and answers the
-/// folders among it.
-std::vector<std::string> list(const FolderChain& chain, const std::string& front,
-                              std::vector<std::string>& subpaths) {
-  std::vector<std::string> folders;
-  for (FolderEntry& entry : entriesOfFolder(chain.current())) {
+/// Whether a call failed for want of memory or descriptors, which says nothing about the folder.
+bool isShortage(int failure) { return failure == ENOMEM || failure == EMFILE || failure == ENFILE; }
+
+/// Adds what the chain's last folder holds to `subpaths`, each path beginning with `front`, and the
+/// folders among it to `folders`. Answers 0 or the errno value.
+int list(const FolderChain& chain, const std::string& front, std::vector<std::string>& subpaths,
+         std::vector<std::string>& folders) {
+  std::vector<FolderEntry> entries;
+  const int failure = readFolderEntries(chain.current(), entries);
+  for (FolderEntry& entry : entries) {
     subpaths.push_back(front + entry.name);
     if (entry.isFolder && chain.depth() < kMaximumListedDepth) {
       folders.push_back(std::move(entry.name));
     }
   }
-  return folders;
+  return failure;
 }
 
 /// The path without its last component, both ending in a separator.
@@ -92,30 +96,37 @@ std::optional<Folder> Folder::open(const std::string& path) {
   return descriptor.valid() ? std::optional<Folder>(Folder(std::move(descriptor))) : std::nullopt;
 }
 
-std::vector<std::string> Folder::subpaths() const {
+std::optional<std::vector<std::string>> Folder::subpaths() const {
   std::vector<std::string> subpaths;
   FolderChain chain(FileDescriptor(::fcntl(_descriptor.get(), F_DUPFD_CLOEXEC, 0)));
   if (!chain.valid()) {
-    return subpaths;
+    return std::nullopt;
   }
   std::string front;  // the path of the chain's last folder, with a closing separator
-  std::vector<std::vector<std::string>> folders{list(chain, front, subpaths)};  // still to enter
-  for (;;) {
+  std::vector<std::vector<std::string>> folders(1);  // still to enter, one list a level
+  int failure = list(chain, front, subpaths, folders.back());
+  while (!isShortage(failure)) {
     if (folders.back().empty()) {
       folders.pop_back();
-      if (folders.empty() || chain.ascend() != 0) {
+      if (folders.empty()) {
         return subpaths;
+      }
+      if (chain.ascend() != 0) {
+        return std::nullopt;
       }
       dropLastComponent(front);
       continue;
     }
     const std::string name = std::move(folders.back().back());
     folders.back().pop_back();
-    if (chain.descend(name.c_str()) == 0) {
+    failure = chain.descend(name.c_str());
+    if (failure == 0) {
       front.append(name).append("/");
-      folders.push_back(list(chain, front, subpaths));
+      folders.emplace_back();
+      failure = list(chain, front, subpaths, folders.back());
     }
   }
+  return std::nullopt;
 }
 
 std::optional<ItemStatus> Folder::statusOfItem(const std::string& subpath) const {

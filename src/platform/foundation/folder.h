@@ -21,8 +21,9 @@ class Folder {
 
   /// Every entry at any depth, folders before what they hold, however long the paths become. A
   /// sub-folder that cannot be listed, or lies more than 1000 levels down, is an entry without
-  /// contents.
-  std::vector<std::string> subpaths() const;
+  /// contents. Absent when the list may lack entries: memory or descriptors ran out, or somebody
+  /// moved a folder away while it was walked.
+  std::optional<std::vector<std::string>> subpaths() const;
   /// Absent when it cannot be read, which includes a way to it that leads through a link.
   std::optional<ItemStatus> statusOfItem(const std::string& subpath) const;
   /// Removes a file, a link, or a folder with its contents as `removeEntry` does. No component of

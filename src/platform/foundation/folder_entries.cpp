@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <memory>
 #include <string_view>
 
@@ -37,18 +38,23 @@ bool isFolderEntry(int folder, const char* name) {
   return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
 }
 
-std::vector<FolderEntry> entriesOfFolder(int folder) {
-  std::vector<FolderEntry> entries;
+int readFolderEntries(int folder, std::vector<FolderEntry>& entries) {
+  entries.clear();
   const Directory directory = openDirectory(folder);
-  while (const dirent* entry = directory ? ::readdir(directory.get()) : nullptr) {
+  if (!directory) {
+    return errno;
+  }
+  errno = 0;  // the end of a folder leaves it as it was
+  while (const dirent* entry = ::readdir(directory.get())) {
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") {
       entries.push_back({std::string(name), entry->d_type == DT_UNKNOWN
                                                 ? isFolderEntry(folder, entry->d_name)
                                                 : entry->d_type == DT_DIR});
     }
+    errno = 0;
   }
-  return entries;
+  return errno;
 }
 
 }  // namespace vx

@@ -11,9 +11,9 @@ struct FolderEntry {
   bool isFolder = false;  // a link to a folder is none
 };
 
-/// The entries of the open folder, without "." and "..". What could be read before a failure; none
-/// when the folder may not be read.
-std::vector<FolderEntry> entriesOfFolder(int folder);
+/// Makes `entries` those of the open folder, without "." and "..". Answers 0 or the errno value;
+/// what could be read before the failure is kept.
+int readFolderEntries(int folder, std::vector<FolderEntry>& entries);
 
 /// Whether the entry `name` of the open folder is a folder, and no link to one.
 bool isFolderEntry(int folder, const char* name);

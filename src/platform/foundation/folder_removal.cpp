@@ -49,8 +49,8 @@ class FolderRemoval {
       (void)_chain.ascend();
       return EXDEV;
     }
-    _levels.push_back({name, entriesOfFolder(_chain.current()), 0, false});
-    return 0;
+    _levels.push_back({name, {}, 0, false});
+    return readFolderEntries(_chain.current(), _levels.back().entries);
   }
 
   int removeNext() {
@@ -89,8 +89,7 @@ class FolderRemoval {
       return failure;
     }
     level.removedAny = false;
-    level.entries = entriesOfFolder(_chain.current());
-    return _chain.staysOnVolume() ? 0 : EXDEV;
+    return _chain.staysOnVolume() ? readFolderEntries(_chain.current(), level.entries) : EXDEV;
   }
 
   int noteRemoved() {

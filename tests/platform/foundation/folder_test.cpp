@@ -3,6 +3,7 @@
 #include "VXVideoRecorder/platform/foundation/NSError.h"
 #include "platform/foundation/file_descriptor.h"
 #include "platform/foundation/folder_chain.h"
+#include "support/descriptor_limit.h"
 #include "support/temporary_folder.h"
 #include "support/unprivileged.h"
 
@@ -10,7 +11,6 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +22,8 @@ namespace vx {
 namespace {
 
 namespace fs = std::filesystem;
+using test::lowestFreeDescriptor;
+using test::ScopedDescriptorLimit;
 
 TEST(Folder, StaysTheSameFolderWhenItIsMoved) {
   const TemporaryFolder folder;
@@ -30,7 +32,7 @@ TEST(Folder, StaysTheSameFolderWhenItIsMoved) {
   const std::optional<Folder> open = Folder::open(folder / "a");
   ASSERT_TRUE(open);
   fs::rename(folder / "a", folder / "b");
-  EXPECT_EQ(open->subpaths(), std::vector<std::string>{"file"});
+  EXPECT_EQ(*open->subpaths(), std::vector<std::string>{"file"});
   EXPECT_EQ(open->statusOfItem("file")->sizeBytes, 3U);
 }
 
@@ -85,46 +87,43 @@ TEST(Folder, ListsMeasuresAndRemovesBeyondTheLongestPath) {
   const TemporaryFolder folder;
   makeDeepFolders(folder, 40);
   const std::optional<Folder> open = Folder::open(folder.path());
-  const std::vector<std::string> subpaths = open->subpaths();
+  const std::vector<std::string> subpaths = *open->subpaths();
   ASSERT_EQ(subpaths.size(), 41U);
   EXPECT_EQ(subpaths.back().size(), 40U * (kNameBytes + 1) + 4);
   ASSERT_TRUE(open->statusOfItem(subpaths.back()));
   EXPECT_EQ(open->statusOfItem(subpaths.back())->sizeBytes, 7U);
   EXPECT_EQ(open->statusOfItem(subpaths[30])->kind, ItemKind::folder);
   EXPECT_TRUE(open->removeItem(subpaths.back()).ok());
-  EXPECT_EQ(open->subpaths().size(), 40U);
+  EXPECT_EQ(open->subpaths()->size(), 40U);
   EXPECT_TRUE(open->removeItem(subpaths.front()).ok());
   EXPECT_TRUE(fs::is_empty(folder.path()));
 }
-
-/// Leaves the process so few descriptors while it lives.
-class ScopedDescriptorLimit {
- public:
-  explicit ScopedDescriptorLimit(rlim_t limit) {
-    ::getrlimit(RLIMIT_NOFILE, &_before);
-    const rlimit lowered{limit, _before.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &lowered);
-  }
-  ~ScopedDescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &_before); }
-
- private:
-  rlimit _before{};
-};
 
 TEST(Folder, ListsAndRemovesDeepFoldersWithFewDescriptors) {
   const TemporaryFolder folder;
   makeDeepFolders(folder, 500);
   const ScopedDescriptorLimit limit(FolderChain::kMaximumOpen + 32);
   const std::optional<Folder> open = Folder::open(folder.path());
-  ASSERT_EQ(open->subpaths().size(), 501U);
+  ASSERT_EQ(open->subpaths()->size(), 501U);
   EXPECT_TRUE(open->removeItem(std::string(kNameBytes, 'd')).ok());
   EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST(Folder, ListsNothingRatherThanAPartForWantOfDescriptors) {
+  const TemporaryFolder folder;
+  makeDeepFolders(folder, 20);
+  const std::optional<Folder> open = Folder::open(folder.path());
+  for (rlim_t left = 0; left < 20; ++left) {
+    const ScopedDescriptorLimit limit(lowestFreeDescriptor() + left);
+    EXPECT_FALSE(open->subpaths()) << left << " descriptors left";
+  }
+  EXPECT_EQ(open->subpaths()->size(), 21U);
 }
 
 TEST(Folder, ListsSiblingsOfDeepFoldersUnderTheirOwnPaths) {
   const TemporaryFolder folder;
   for (const char* each : {"a/b/c", "a/b/d/e", "f"}) folder.makeFolder(each);
-  std::vector<std::string> subpaths = Folder::open(folder.path())->subpaths();
+  std::vector<std::string> subpaths = *Folder::open(folder.path())->subpaths();
   std::sort(subpaths.begin(), subpaths.end());
   EXPECT_EQ(subpaths, (std::vector<std::string>{"a", "a/b", "a/b/c", "a/b/d", "a/b/d/e", "f"}));
 }
@@ -205,11 +204,11 @@ TEST(Folder, IsLeftAsItIsWhenNoDescriptorIsToBeHad) {
   const FileDescriptor parent(::open(folder.path().c_str(), O_PATH | O_CLOEXEC));
   {
     const ScopedDescriptorLimit none(0);
-    EXPECT_EQ(open->subpaths(), std::vector<std::string>{});
+    EXPECT_FALSE(open->subpaths());
     EXPECT_FALSE(open->removeItem("a").ok());
     EXPECT_EQ(removeEntry(parent.get(), "a"), EMFILE);
   }
-  EXPECT_EQ(open->subpaths().size(), 2U);
+  EXPECT_EQ(open->subpaths()->size(), 2U);
 }
 
 TEST(Folder, HasNoStatusForWhatIsNotThere) {

@@ -83,8 +83,8 @@ class NSFileManager {
   std::optional<NSDictionary> attributesOfItemAtPath(const std::string& path,
                                                      std::optional<NSError>* error = nullptr) const;
   /// Every entry below the folder at any depth, as paths relative to it, folders before what they
-  /// hold. Links are listed, never walked. Absent when the folder cannot be listed; a sub-folder
-  /// that cannot be listed is an entry without contents.
+  /// hold. Links are listed, never walked. Absent when the folder cannot be listed, or memory
+  /// or descriptors run out; a sub-folder that may not be read is an entry without contents.
   std::optional<std::vector<std::string>> subpathsAtPath(const std::string& path) const;
 
  private:
