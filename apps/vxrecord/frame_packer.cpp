@@ -1,5 +1,8 @@
 #include "frame_packer.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -82,6 +85,23 @@ SourceColors colorsOf(const AVFrame& source) {
   return colors;
 }
 
+// Black and white of video range become those of full range.
+void stretchToFullRange(AVFrame& gray) {
+  constexpr int kBlack = 16;
+  constexpr int kWhite = 235;
+  std::array<std::uint8_t, 256> stretched{};
+  for (int level = 0; level < 256; ++level) {
+    const int above = std::clamp(level, kBlack, kWhite) - kBlack;
+    stretched[level] =
+        static_cast<std::uint8_t>((above * 255 + (kWhite - kBlack) / 2) / (kWhite - kBlack));
+  }
+  for (int y = 0; y < gray.height; ++y) {
+    std::uint8_t* row = gray.data[0] + std::ptrdiff_t{y} * gray.linesize[0];
+    std::transform(row, row + gray.width, row,
+                   [&](std::uint8_t level) { return stretched[level]; });
+  }
+}
+
 // Whether the source's bytes are what the recorder wants already; a fourth byte that is not used
 // may hold anything.
 bool isAlready(const PixelFormat& wanted, const SourceColors& source) {
@@ -151,13 +171,22 @@ void FramePacker::prepareScaler(const ScalerKey& key) {
 
 void FramePacker::convert(const AVFrame& source) {
   prepareTarget(source);
-  const SourceColors colors = colorsOf(source);
+  SourceColors colors = colorsOf(source);
+  // The scaler copies gray to gray whatever the ranges are, so it is told nothing about them.
+  const bool isStretchedHere =
+      isGray(source.format) && isGray(_format.avPixelFormat) && !colors.isFullRange;
+  if (isStretchedHere) {
+    colors.isFullRange = true;
+  }
   prepareScaler(
       {source.width, source.height, colors.avPixelFormat, colors.matrix, colors.isFullRange});
   const int rows = sws_scale(_scaler.get(), source.data, source.linesize, 0, source.height,
                              _target->data, _target->linesize);
   if (rows != source.height) {
     throw std::runtime_error("a picture of the input cannot be converted: " + libavErrorText(rows));
+  }
+  if (isStretchedHere) {
+    stretchToFullRange(*_target);
   }
 }
 

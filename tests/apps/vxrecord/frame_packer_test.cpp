@@ -118,6 +118,18 @@ TEST(FramePacker, GrayIsOfFullRangeUnlessItIsMarked) {
   expectNear(packer.pack(*source).bytes, {235});
 }
 
+TEST(FramePacker, GrayOfVideoRangeIsStretchedForAGrayRecording) {
+  FramePacker packer(formatNamed("gray"));
+  const auto source = flat(AV_PIX_FMT_GRAY8, 16, 4, {235, 0, 0});
+  source->color_range = AVCOL_RANGE_MPEG;
+  expectNear(packer.pack(*source).bytes, {255}, 0);
+  source->color_range = AVCOL_RANGE_JPEG;
+  expectNear(packer.pack(*source).bytes, {235}, 0);
+  const auto black = flat(AV_PIX_FMT_GRAY8, 16, 4, {16, 0, 0});
+  black->color_range = AVCOL_RANGE_MPEG;
+  expectNear(packer.pack(*black).bytes, {0}, 0);
+}
+
 TEST(FramePacker, RowsThatAreStoredUpwardsAreTurned) {
   FramePacker packer(formatNamed("BGRA"));
   const auto source = flat(AV_PIX_FMT_BGRA, 16, 2, {7, 0, 0});
