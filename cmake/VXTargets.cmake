@@ -31,9 +31,26 @@ function(vx_configure_test_code target)
   endif()
 endfunction()
 
-# vx_add_test(<name> <source>...): one GoogleTest program; its tests run one by one under CTest. What
-# is tested is compiled as it is shipped. The tests themselves are not optimized and share one
-# precompiled header (vx_test_main's): that halves the time to build them.
+# vx_discover_tests(<name> <parts>): makes the tests of a GoogleTest program known to CTest, one by
+# one, or with VX_TESTS_IN_PARTS as so many parts of about the same number of tests.
+function(vx_discover_tests name parts)
+  if(NOT VX_TESTS_IN_PARTS)
+    # Without the values: a test is called by the name that it gives each, not by the bytes of it.
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
+    return()
+  endif()
+  foreach(part RANGE 1 ${parts})
+    math(EXPR index "${part} - 1")
+    add_test(NAME ${name}.${part}of${parts} COMMAND ${name})
+    set_tests_properties(${name}.${part}of${parts} PROPERTIES
+                         TIMEOUT 300
+                         ENVIRONMENT "GTEST_TOTAL_SHARDS=${parts};GTEST_SHARD_INDEX=${index}")
+  endforeach()
+endfunction()
+
+# vx_add_test(<name> <source>...): one GoogleTest program and its tests; where those run in parts, as
+# many as there are sources. What is tested is compiled as it is shipped. The tests themselves are
+# not optimized and share one precompiled header (vx_test_main's): that halves the time to build them.
 function(vx_add_test name)
   add_executable(${name} ${ARGN})
   vx_configure_test_code(${name})
@@ -41,8 +58,8 @@ function(vx_add_test name)
   target_precompile_headers(${name} REUSE_FROM vx_test_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE VXVideoRecorder GTest::gmock vx_test_main)
-  # Without the values: a test is called by the name that it gives each, not by the bytes of it.
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
+  list(LENGTH ARGN parts)
+  vx_discover_tests(${name} ${parts})
 endfunction()
 
 # vx_add_memory_test(<name> <source>... [LIBRARIES <target>...]): like vx_add_test, with an allocator
