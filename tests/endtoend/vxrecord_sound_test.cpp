@@ -172,6 +172,7 @@ TEST(VxrecordSound, IsMissedWithAWordWhenTheInputHasNone) {
   EXPECT_THAT(result.errors, testing::HasSubstr("has no sound"));
   EXPECT_EQ(readFile(run.path).tracks.size(), 1u);
   EXPECT_EQ(run.record({"--audio", "--quiet", source}).errors, "");
+  EXPECT_THAT(run.record({source}).errors, testing::Not(testing::HasSubstr("has no sound")));
 }
 
 TEST(VxrecordSound, IsLeftOutUnlessAskedFor) {
