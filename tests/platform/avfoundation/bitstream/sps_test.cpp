@@ -147,7 +147,7 @@ TEST(Sps, FormatThatIsCutIsTheUsualOne) {
 
 TEST(Sps, WhatCannotBeSkippedHasNoPlaces) {
   Elements e;
-  e.format = " 010 1 1 0 1 0000 0000";  // scaling matrices
+  e.format = " 010 1 1 0 1";  // scaling matrices, which could pass for what comes behind them
   EXPECT_FALSE(readSps(bytesOf(e.untilVui() + " 0 1")).places);
   e = {};
   e.order = " 1 010 0 1 1 010 1";  // a table of picture order counts
