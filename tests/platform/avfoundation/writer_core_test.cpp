@@ -1,5 +1,6 @@
 // The engine between the host's thread and the file, with an encoder and a file that do as told.
 #include "platform/avfoundation/writer_core_fixture.h"
+#include "platform/corevideo/pixel_buffer_registry.h"
 
 #include "support/no_more_threads.h"
 
@@ -359,6 +360,28 @@ TEST_F(WriterCoreTest, EveryStepRaisesWhileTheFileIsBeingFinished) {
   }
   stage.change([&] { stage.diskIsStuck = false; });
   EXPECT_EQ(done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
+
+TEST_F(WriterCoreTest, LeavesNoPictureOfItsPoolsIdle) {
+  const std::size_t before = PixelBufferRegistry::instance().counts().idleBuffers;
+  const NSDictionary attributes{
+      {std::string(kCVPixelBufferWidthKey), 16.0},
+      {std::string(kCVPixelBufferHeightKey), 16.0},
+      {std::string(kCVPixelBufferPixelFormatTypeKey), kCVPixelFormatType_420YpCbCr8Planar}};
+  CFRef<CVPixelBufferPoolRef> pool;
+  ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, &attributes, pool.out()), kCVReturnSuccess);
+  start();
+  CFRef<CVPixelBufferRef> buffer;
+  ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool.get(), buffer.out()),
+            kCVReturnSuccess);
+  ASSERT_TRUE(core->append({std::move(buffer), 0, 40, false}));
+  finish();
+  std::weak_ptr<WriterCore> weak = core;
+  core.reset();
+  while (!weak.expired()) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(PixelBufferRegistry::instance().counts().idleBuffers, before);
 }
 
 TEST_F(WriterCoreTest, FinishWithoutAnyPictureCompletes) {
