@@ -30,6 +30,12 @@ TEST_F(CreatedFile, IsNotInheritedByPrograms) {
   };
   EXPECT_THAT(files(::getpid()), HasSubstr("movie.mp4"));
   const Program child({"sleep", "60"});
+  const auto programOf = [](const std::string& process) {
+    return std::filesystem::read_symlink("/proc/" + process + "/exe");
+  };
+  // Until it has become another program, a child has whatever its parent has.
+  ASSERT_TRUE(
+      waitUntil([&] { return programOf(std::to_string(child.id())) != programOf("self"); }));
   EXPECT_THAT(files(child.id()), Not(HasSubstr("movie.mp4")));
 }
 
