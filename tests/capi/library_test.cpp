@@ -79,4 +79,5 @@ TEST(Encoders, TellWhetherTheyCanBeUsed) {
   EXPECT_EQ(vx_encoder_is_usable("crayon", &isUsable), VX_OK);
   EXPECT_FALSE(isUsable);
   EXPECT_EQ(vx_encoder_is_usable(nullptr, &isUsable), VX_INVALID_ARGUMENT);
+  EXPECT_EQ(vx_encoder_is_usable(encoder.name, nullptr), VX_INVALID_ARGUMENT);
 }

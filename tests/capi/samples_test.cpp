@@ -42,6 +42,12 @@ TEST_F(CFrames, OfAnImpossibleSizeOrFormatAreRefused) {
   frame.frame.width = 65536;
   EXPECT_EQ(vx_recorder_append_frame(recorder, &frame.frame), VX_INVALID_ARGUMENT);
   frame.frame.width = 64;
+  const std::uint32_t height = frame.frame.height;
+  for (const std::uint32_t impossible : {0u, 65536u}) {
+    frame.frame.height = impossible;
+    EXPECT_EQ(vx_recorder_append_frame(recorder, &frame.frame), VX_INVALID_ARGUMENT) << impossible;
+  }
+  frame.frame.height = height;
   frame.frame.pixel_format = 0x12345678;
   EXPECT_EQ(vx_recorder_append_frame(recorder, &frame.frame), VX_INVALID_ARGUMENT);
 }

@@ -140,6 +140,12 @@ TEST(AacConfigReader, KnowsTheChannelsByTheConfigurationOfTheStandard) {
   }
 }
 
+TEST(AacConfigReader, HeedsTheShortFormOfALowDelay) {
+  const auto parsed = parseAudioSpecificConfig(AudioBytes{0xF8, 0xE8, 0x50});  // as below, short
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->framesPerPacket, 480u);
+}
+
 TEST(AacConfigReader, CountsEscapedObjectTypesFrom32) {
   const auto parsed = parseAudioSpecificConfig(AudioBytes{0xF8, 0xE8, 0x40});  // 31, 7: type 39
   ASSERT_TRUE(parsed);

@@ -350,6 +350,13 @@ TEST(SampleBuffer, NullAnswersNothing) {
   EXPECT_TRUE(CMTIME_IS_INVALID(CMSampleBufferGetDuration(nullptr)));
   EXPECT_EQ(CMGetAttachment(nullptr, "key", nullptr), nullptr);
   CMSetAttachment(nullptr, "key", 1, kCMAttachmentMode_ShouldPropagate);
+  EXPECT_EQ(CMBlockBufferGetBytes(nullptr), nullptr);
+  EXPECT_EQ(CMBlockBufferGetDataLength(nullptr), 0u);
+  EXPECT_EQ(CMFormatDescriptionGetMediaSubType(nullptr), 0u);
+  std::size_t cookieBytes = 1;
+  EXPECT_EQ(CMAudioFormatDescriptionGetMagicCookie(nullptr, &cookieBytes), nullptr);
+  EXPECT_EQ(cookieBytes, 0u);
+  EXPECT_EQ(CMVideoFormatDescriptionGetDimensions(nullptr).width, 0);
 }
 
 // ---- audio buffer lists

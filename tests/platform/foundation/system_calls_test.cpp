@@ -164,6 +164,16 @@ TEST_F(FolderRemoval, TakesAnEntryThatVanishesForRemoved) {
   EXPECT_FALSE(folder.has("a"));
 }
 
+TEST_F(FolderRemoval, TakesAFolderThatVanishesForRemoved) {
+  folder.makeFolder("a/b");
+  s_script.unlink = [&](const std::string& name, int flags) -> std::optional<int> {
+    if (name == "b" && flags == AT_REMOVEDIR) fs::remove(folder / "a/b");
+    return std::nullopt;
+  };
+  EXPECT_TRUE(remove("a"));
+  EXPECT_FALSE(folder.has("a"));
+}
+
 TEST_F(FolderRemoval, EndsWhereItsWayBackWasMoved) {
   std::string path = "a";
   for (std::size_t i = 0; i < FolderChain::kMaximumOpen + 2; ++i) path += "/d";

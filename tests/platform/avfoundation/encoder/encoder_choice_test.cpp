@@ -66,6 +66,28 @@ TEST(AutomaticEncoder, HardwareThatCodesAPictureIsTakenAndOpenedAfresh) {
   EXPECT_EQ(software.opened, 0);
 }
 
+TEST(ProvenEncoder, GivesAKeyFrameOfSomeBytesAndParameterSets) {
+  /// Codes nothing but what it is given.
+  struct Given final : VideoEncoder {
+    Status open(const VideoEncoderSettings&) override { return {}; }
+    const ParameterSets& parameterSets() const override { return sets; }
+    Status encode(const PlanarPicture&, const PictureRequest&, AccessUnit& unit) override {
+      unit = {bytes, true};
+      return {};
+    }
+    ParameterSets sets;
+    std::vector<std::uint8_t> bytes;
+  } encoder;
+  VideoEncoderSettings settings;
+  settings.width = settings.height = 16;
+  encoder.sets.sps = {0x67};
+  EXPECT_FALSE(proveEncoder(encoder, settings).ok()) << "no bytes";
+  encoder.bytes = {0x65};
+  EXPECT_TRUE(proveEncoder(encoder, settings).ok());
+  encoder.sets.sps.clear();
+  EXPECT_FALSE(proveEncoder(encoder, settings).ok()) << "no parameter set";
+}
+
 /// An encoder with levels.
 class LevelledEncoder final : public VideoEncoder {
  public:
