@@ -36,6 +36,23 @@ TEST(Inspection, TellsWhereSoundEndsThatTheSessionCut) {
   EXPECT_EQ(found.durationMs(), 200);
 }
 
+TEST(Inspection, ReadsSoundOfEveryRateThatIsRecorded) {
+  for (const std::uint32_t rate : {vx::mp4::kMinSampleRate, vx::mp4::kMaxSampleRate}) {
+    GrowingRecording recording;
+    recording.sounds(2, rate).pictures(4).finish();
+    const VXRecordingInspection found = inspectRecording(recording.path);
+    EXPECT_EQ(found.state(), VXRecordingState::whole) << rate;
+    EXPECT_EQ(found.audioTrack().value().timescale, rate);
+  }
+}
+
+TEST(Inspection, FindsNoRecordingOfSoundThatItWouldNotRead) {
+  for (const std::uint32_t rate : {0u, vx::mp4::kMinSampleRate - 1, vx::mp4::kMaxSampleRate + 1}) {
+    const GrowingRecording recording;
+    EXPECT_FALSE(recording.file->declareAudio({rate, 2, {0x11, 0x90}, 0}).ok()) << rate;
+  }
+}
+
 TEST(Inspection, FindsDamageInAFinishedRecordingWhenTheContentsAreRead) {
   GrowingRecording recording;
   recording.pictures(10).finish();

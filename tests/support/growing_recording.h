@@ -41,8 +41,8 @@ class GrowingRecording {
     }
     return *this;
   }
-  GrowingRecording& sounds(int count) {
-    EXPECT_TRUE(file->declareAudio({48000, 2, {0x11, 0x90}, 0}).ok());
+  GrowingRecording& sounds(int count, std::uint32_t sampleRate = 48000) {
+    EXPECT_TRUE(file->declareAudio({sampleRate, 2, {0x11, 0x90}, 0}).ok());
     const std::vector<std::uint8_t> silence = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
     for (int i = 0; i < count; ++i) EXPECT_TRUE(file->appendAudio({silence, 0, 1024, true}).ok());
     return *this;

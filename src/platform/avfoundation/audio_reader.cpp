@@ -15,7 +15,6 @@ using Bytes = std::span<const std::uint8_t>;
 
 // A config longer than this is none that an audio player reads, and the file's head has no room.
 constexpr std::size_t kLongestConfig = 256;
-constexpr double kHighestRate = 0xFFFFFF;  // what an AudioSpecificConfig can tell
 // AAC takes at most 6144 bits a channel (ISO/IEC 14496-3, 4.5.3), and 48 channels at most: what is
 // longer than this is no access unit.
 constexpr std::size_t kLongestAccessUnit = 65536;
@@ -77,7 +76,7 @@ std::optional<Format> formatOf(CMSampleBufferRef buffer, Bytes data) {
   const double rate = stream.mSampleRate >= 1 ? std::round(stream.mSampleRate) : parsed->sampleRate;
   const std::uint32_t channels =
       parsed->channels != 0 ? parsed->channels : stream.mChannelsPerFrame;
-  if (!(rate <= kHighestRate) || channels == 0 ||
+  if (!(rate >= mp4::kMinSampleRate && rate <= mp4::kMaxSampleRate) || channels == 0 ||
       channels > std::numeric_limits<std::uint16_t>::max()) {
     return std::nullopt;
   }

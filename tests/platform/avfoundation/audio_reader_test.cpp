@@ -263,6 +263,13 @@ TEST_F(AudioReaderTest, RefusesFormatsThatAacHasNot) {
   EXPECT_FALSE(read(AudioBufferBuilder().stream(aacStream(0.3)).unit(kUnit)));
 }
 
+TEST_F(AudioReaderTest, RefusesRatesThatNobodyReadsBack) {
+  EXPECT_FALSE(read(AudioBufferBuilder().stream(aacStream(mp4::kMinSampleRate - 1)).unit(kUnit)));
+  EXPECT_TRUE(read(AudioBufferBuilder().stream(aacStream(mp4::kMinSampleRate)).unit(kUnit)));
+  EXPECT_TRUE(read(AudioBufferBuilder().stream(aacStream(mp4::kMaxSampleRate)).unit(kUnit)));
+  EXPECT_FALSE(read(AudioBufferBuilder().stream(aacStream(mp4::kMaxSampleRate + 1)).unit(kUnit)));
+}
+
 TEST_F(AudioReaderTest, RefusesACookieThatIsNone) {
   EXPECT_FALSE(read(AudioBufferBuilder().cookie({0x00, 0x00, 0x00}).unit(kUnit)));
   EXPECT_FALSE(read(AudioBufferBuilder().cookie(AudioBytes(1000, 0x12)).unit(kUnit)));

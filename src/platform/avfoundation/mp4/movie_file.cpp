@@ -107,8 +107,10 @@ Status MovieFile::declareAudio(const AudioTrackDescription& audio) {
     if (Status s = requireRecording(); !s.ok()) return s;
     if (_head.reservedTrakOffset == 0 || _audio)
       return wrongUse("The recording file has no room for this audio track.");
-    if (audio.sampleRate == 0 || audio.channels == 0)
-      return unsuitable("Audio without a sample rate or channels cannot be recorded.");
+    if (audio.sampleRate < kMinSampleRate || audio.sampleRate > kMaxSampleRate)
+      return unsuitable("Audio of " + std::to_string(audio.sampleRate) +
+                        " samples a second cannot be recorded.");
+    if (audio.channels == 0) return unsuitable("Audio without channels cannot be recorded.");
     // Tried now with the longest edit list, so that it cannot fail when the first sample is there.
     ReservedAudioBoxes boxes;
     AudioTrackDescription longest = audio;

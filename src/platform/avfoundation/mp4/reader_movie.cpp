@@ -8,9 +8,6 @@ namespace {
 
 // A recording's tracks have at most two edits: nothing, then the samples.
 constexpr std::uint32_t kMaxEdits = 2;
-// What samples of sound may be in a second.
-constexpr std::uint32_t kMinSampleRate = 1000;
-constexpr std::uint32_t kMaxSampleRate = std::uint32_t{1} << 20;
 
 /// What is common to both kinds of tracks.
 struct TrackBoxes {

@@ -24,6 +24,11 @@ struct VideoTrackDescription {
   ColourTags colour;
 };
 
+/// The sample rates that are stored, in Hz. Nothing else is written, because nothing else is
+/// believed when a recording is read back.
+inline constexpr std::uint32_t kMinSampleRate = 1000;
+inline constexpr std::uint32_t kMaxSampleRate = std::uint32_t{1} << 20;
+
 /// The audio track: AAC in `mp4a`, timescale the sample rate.
 struct AudioTrackDescription {
   std::uint32_t sampleRate = 0;  // Hz
