@@ -13,6 +13,7 @@ extern "C" {
 #include <libyuv/convert.h>
 #include <libyuv/convert_from.h>
 #include <algorithm>
+#include <mutex>
 #include <string_view>
 #include <thread>
 
@@ -33,16 +34,31 @@ struct Freer {
 template <typename T>
 using Owned = std::unique_ptr<T, Freer>;
 
-/// A device that is not there is no news: nothing is printed while one is tried.
+/// A device that is not there is no news: nothing is printed while one is tried. FFmpeg has one
+/// level for the process: of those that try at the same time the first lowers it and the last
+/// restores it.
 class Silence {
  public:
-  Silence() : _before(av_log_get_level()) { av_log_set_level(AV_LOG_QUIET); }
-  ~Silence() { av_log_set_level(_before); }
+  Silence() {
+    const std::lock_guard lock(s_mutex);
+    if (s_count++ == 0) {
+      s_before = av_log_get_level();
+      av_log_set_level(AV_LOG_QUIET);
+    }
+  }
+  ~Silence() {
+    const std::lock_guard lock(s_mutex);
+    if (--s_count == 0) {
+      av_log_set_level(s_before);
+    }
+  }
   Silence(const Silence&) = delete;
   Silence& operator=(const Silence&) = delete;
 
  private:
-  int _before;
+  static inline std::mutex s_mutex;
+  static inline int s_count = 0;   // guarded by s_mutex
+  static inline int s_before = 0;  // guarded by s_mutex
 };
 
 struct Option {

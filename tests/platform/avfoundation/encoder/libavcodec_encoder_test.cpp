@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <latch>
+#include <thread>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
 #include "coded_stream.h"
 
 namespace vx {
@@ -27,6 +34,25 @@ TEST(LibavcodecEncoder, AnEncoderWithoutParameterSetsIsRefused) {
   ASSERT_FALSE(status.ok());
   EXPECT_NE(status.error().localizedDescription().find("gives no parameter sets in advance"),
             std::string::npos);
+}
+
+TEST(LibavcodecEncoder, TwoOpenedAtOnceLeaveFFmpegAsLoudAsItWas) {
+  const int before = av_log_get_level();
+  ASSERT_NE(before, AV_LOG_QUIET);
+  for (int round = 0; round < 500; ++round) {
+    std::latch start(2);
+    const auto open = [&start] {
+      start.arrive_and_wait();
+      EXPECT_FALSE(opened("h264_of_nobody").ok());
+    };
+    std::thread first(open);
+    std::thread second(open);
+    first.join();
+    second.join();
+    const int after = av_log_get_level();
+    av_log_set_level(before);
+    ASSERT_EQ(after, before);
+  }
 }
 
 TEST(LibavcodecEncoder, OffersHardwareBeforeSoftware) {
