@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <thread>
@@ -111,25 +112,26 @@ class X264Encoder final : public VideoEncoder {
   int _speed = 0;
   ParameterSets _parameterSets;
   std::int64_t _lastTick = -1;
-  std::string _lastMessage;
+  std::array<char, 256> _lastMessage{};  // text of x264, cut where it is too long
 };
 
 void X264Encoder::rememberMessage(void* self, int level, const char* format, va_list arguments) {
   if (level > X264_LOG_ERROR) {
     return;
   }
-  char text[256];
-  std::vsnprintf(text, sizeof text, format, arguments);
+  // No memory is taken: x264 has this to say when there is none, and nothing may be raised through
+  // it.
   auto& message = static_cast<X264Encoder*>(self)->_lastMessage;
-  message = text;
-  while (!message.empty() && message.back() == '\n') {
-    message.pop_back();
+  std::vsnprintf(message.data(), message.size(), format, arguments);
+  if (char* end = std::strchr(message.data(), '\n')) {
+    *end = '\0';
   }
 }
 
 NSError X264Encoder::failure(std::int64_t code, const std::string& what) const {
+  const std::string message = _lastMessage.data();
   return NSError(AVFoundationErrorDomain, code,
-                 what + (_lastMessage.empty() ? "" : " (" + _lastMessage + ")"));
+                 what + (message.empty() ? "" : " (" + message + ")"));
 }
 
 x264_param_t X264Encoder::parameters(const VideoEncoderSettings& settings) {
