@@ -24,6 +24,9 @@ std::string_view withoutPrefix(std::string_view line) {
 constexpr std::string_view kRefused = "appendVideoSample - sample not appended";
 constexpr std::string_view kNoBuffer = "Pixel buffer create failed";
 constexpr std::string_view kNoSample = "Sample buffer create failed";
+constexpr std::string_view kNoMemory = "There is not enough memory: a frame is lost";
+constexpr std::string_view kNotStopped =
+    "There is not enough memory: the recording is not stopped yet";
 constexpr std::string_view kSpaceShort = "status 1 with error";
 constexpr std::string_view kException = "exception : ";
 constexpr std::string_view kRecord = "Record ";
@@ -41,12 +44,16 @@ void RecordingDelegate::writeLog(const std::string& message, std::int32_t) {
     std::fprintf(stderr, "%s\n", message.c_str());
   }
   const std::string_view text = withoutPrefix(message);
-  if (text.starts_with(kRefused) || text.starts_with(kNoBuffer) || text.starts_with(kNoSample)) {
+  if (text.starts_with(kRefused) || text.starts_with(kNoBuffer) || text.starts_with(kNoSample) ||
+      text.starts_with(kNoMemory)) {
     ++_lostFrames;
   } else if (text.starts_with(kSpaceShort)) {
     _isSpaceShort = true;
   } else if (text.starts_with(kException)) {
     _exception = text.substr(kException.size());
+    _changed.notify_all();
+  } else if (text.starts_with(kNotStopped)) {
+    _exception = text;
     _changed.notify_all();
   } else if (text.starts_with(kRecord)) {
     _isSuccess = text.ends_with(kDone);

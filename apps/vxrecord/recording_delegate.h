@@ -24,10 +24,10 @@ class RecordingDelegate : public VXVideoRecorderDelegate {
   std::int64_t lostFrames() const;
   /// Whether the recorder has found too little free space.
   bool isSpaceShort() const;
-  /// Waits for the end of the file, or returns at once when the recorder reported an exception and
-  /// will not finish. True when the file is done.
+  /// Waits for the end of the file, or returns at once when the recorder reported an exception, or
+  /// that it has no memory to stop, and will not finish. True when the file is done.
   bool waitForOutcome();
-  /// The exception that the recorder reported while it stopped.
+  /// The exception that the recorder reported while it stopped, or what it lacked.
   std::optional<std::string> exception() const;
 
  private:

@@ -16,8 +16,10 @@ TEST(RecordingDelegate, CountsRefusedFrames) {
   log(delegate, "appendVideoSample - sample not appended; readyForMoreMediaData = 0, status = 1");
   log(delegate, "Pixel buffer create failed");
   log(delegate, "Sample buffer create failed");
+  log(delegate, "There is not enough memory: a frame is lost");
+  log(delegate, "There is not enough memory: an audio sample is lost");
   log(delegate, "Video Sample 0 ms");
-  EXPECT_EQ(delegate.lostFrames(), 3);
+  EXPECT_EQ(delegate.lostFrames(), 4);
 }
 
 TEST(RecordingDelegate, WhatComesBehindTheNoticeCountsNoMore) {
@@ -51,6 +53,13 @@ TEST(RecordingDelegate, ExceptionEndsTheWait) {
   log(delegate, "exception : not now. (\n)");
   EXPECT_FALSE(delegate.waitForOutcome());
   EXPECT_EQ(delegate.exception(), "not now. (\n)");
+}
+
+TEST(RecordingDelegate, WantOfMemoryToStopEndsTheWait) {
+  RecordingDelegate delegate(false);
+  log(delegate, "There is not enough memory: the recording is not stopped yet");
+  EXPECT_FALSE(delegate.waitForOutcome());
+  EXPECT_EQ(delegate.exception(), "There is not enough memory: the recording is not stopped yet");
 }
 
 TEST(RecordingDelegate, NoticesShortSpace) {
