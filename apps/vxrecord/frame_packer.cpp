@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -128,13 +129,15 @@ void FramePacker::prepareTarget(const AVFrame& source) {
   if (_target && _target->width == source.width && _target->height == source.height) {
     return;
   }
-  _target = makeFrame();
-  _target->format = _format.avPixelFormat;
-  _target->width = source.width;
-  _target->height = source.height;
-  if (av_frame_get_buffer(_target.get(), 0) < 0) {
+  _target.reset();
+  LibavPointer<AVFrame> target = makeFrame();
+  target->format = _format.avPixelFormat;
+  target->width = source.width;
+  target->height = source.height;
+  if (av_frame_get_buffer(target.get(), 0) < 0) {
     throw std::bad_alloc();
   }
+  _target = std::move(target);
 }
 
 // The ranges have to be known before the scaler is initialised: it then chooses between copying
@@ -143,12 +146,13 @@ void FramePacker::prepareScaler(const ScalerKey& key) {
   if (_scaler && _scalerKey == key) {
     return;
   }
-  _scaler.reset(sws_alloc_context());
-  if (!_scaler) {
+  LibavPointer<SwsContext> scaler(sws_alloc_context());
+  if (!scaler) {
     throw std::bad_alloc();
   }
-  const auto set = [this](const char* name, int value) {
-    av_opt_set_int(_scaler.get(), name, value, 0);
+  _scaler.reset();  // one that cannot be completed must not be taken for the one before
+  const auto set = [&scaler](const char* name, int value) {
+    av_opt_set_int(scaler.get(), name, value, 0);
   };
   set("srcw", key.width);
   set("srch", key.height);
@@ -159,13 +163,14 @@ void FramePacker::prepareScaler(const ScalerKey& key) {
   set("dst_format", _format.avPixelFormat);
   set("dst_range", _format.isFullRange ? 1 : 0);
   set("sws_flags", kScalerFlags);
-  const int result = sws_init_context(_scaler.get(), nullptr, nullptr);
+  const int result = sws_init_context(scaler.get(), nullptr, nullptr);
   if (result < 0) {
     throw std::runtime_error("the input's pictures cannot be converted: " + libavErrorText(result));
   }
-  sws_setColorspaceDetails(_scaler.get(), sws_getCoefficients(key.matrix), key.isFullRange ? 1 : 0,
+  sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(key.matrix), key.isFullRange ? 1 : 0,
                            sws_getCoefficients(SWS_CS_ITU601), _format.isFullRange ? 1 : 0, 0, kOne,
                            kOne);
+  _scaler = std::move(scaler);
   _scalerKey = key;
 }
 

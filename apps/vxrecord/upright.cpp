@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 extern "C" {
 #include <libavfilter/avfilter.h>
@@ -103,23 +104,25 @@ void UprightPictures::prepare(const Key& key) {
   if (_graph && _key == key) {
     return;
   }
-  _graph.reset(avfilter_graph_alloc());
-  if (!_graph) {
+  LibavPointer<AVFilterGraph> graph(avfilter_graph_alloc());
+  if (!graph) {
     throw std::bad_alloc();
   }
+  _graph.reset();  // one that cannot be completed must not be taken for the one before
   const std::string source = "video_size=" + std::to_string(key.width) + "x" +
                              std::to_string(key.height) + ":pix_fmt=" + std::to_string(key.format) +
                              ":time_base=1/1000";
   require(avfilter_graph_create_filter(&_source, avfilter_get_by_name("buffer"), "in",
-                                       source.c_str(), nullptr, _graph.get()));
+                                       source.c_str(), nullptr, graph.get()));
   require(avfilter_graph_create_filter(&_sink, avfilter_get_by_name("buffersink"), "out", nullptr,
-                                       nullptr, _graph.get()));
+                                       nullptr, graph.get()));
   // The names are seen from outside the chain: what it takes comes out of the source.
   ChainEnd outputs("in", _source);
   ChainEnd inputs("out", _sink);
-  require(avfilter_graph_parse_ptr(_graph.get(), filtersFor(key.turn).c_str(), inputs.get(),
+  require(avfilter_graph_parse_ptr(graph.get(), filtersFor(key.turn).c_str(), inputs.get(),
                                    outputs.get(), nullptr));
-  require(avfilter_graph_config(_graph.get(), nullptr));
+  require(avfilter_graph_config(graph.get(), nullptr));
+  _graph = std::move(graph);
   _key = key;
 }
 

@@ -141,6 +141,18 @@ TEST(FramePacker, RowsThatAreStoredUpwardsAreTurned) {
   expectNear(frame.bytes + frame.bytesPerRow, {9}, 0);
 }
 
+TEST(FramePacker, GoesOnBehindAPictureThatCannotBeConverted) {
+  FramePacker packer(formatNamed("gray"));
+  const auto source = flat(AV_PIX_FMT_YUV420P, 16, 4, {235, 128, 128});
+  packer.pack(*source);
+  const LibavPointer<AVFrame> onADevice = makeFrame();
+  onADevice->format = AV_PIX_FMT_VAAPI;
+  onADevice->width = 16;
+  onADevice->height = 4;
+  EXPECT_THROW(packer.pack(*onADevice), std::runtime_error);
+  expectNear(packer.pack(*source).bytes, {255});
+}
+
 TEST(FramePacker, SourceMayChangeItsSizeAndFormat) {
   FramePacker packer(formatNamed("RGB"));
   EXPECT_EQ(packer.pack(*flat(AV_PIX_FMT_YUV420P, 32, 20, {16, 128, 128})).width, 32u);

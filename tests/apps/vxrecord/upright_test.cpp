@@ -20,7 +20,7 @@ DisplayMatrix rotation(double degrees) {
 PictureTurn turnOf(const DisplayMatrix& matrix) { return turnFor(64, 48, 1, 1, matrix); }
 
 /// Four pixels, written row by row.
-std::string pixelsAfter(const std::optional<DisplayMatrix>& matrix) {
+std::string pixelsAfter(const std::optional<DisplayMatrix>& matrix, UprightPictures& upright) {
   LibavPointer<AVFrame> picture = makeFrame();
   picture->format = AV_PIX_FMT_GRAY8;
   picture->width = 2;
@@ -29,7 +29,6 @@ std::string pixelsAfter(const std::optional<DisplayMatrix>& matrix) {
   for (int i = 0; i < 4; ++i) {
     picture->data[0][i / 2 * picture->linesize[0] + i % 2] = static_cast<std::uint8_t>("abcd"[i]);
   }
-  UprightPictures upright;
   const LibavPointer<AVFrame> turned = upright.turned(std::move(picture), 1, 1, matrix);
   std::string pixels;
   for (int i = 0; i < 4; ++i) {
@@ -77,10 +76,22 @@ TEST(PictureTurn, ShapesThatNoCameraMakesAreLeftAlone) {
 }
 
 TEST(UprightPictures, ThePixelsMove) {
-  EXPECT_EQ(pixelsAfter(std::nullopt), "abcd");
-  EXPECT_EQ(pixelsAfter(rotation(90)), "cadb");
-  EXPECT_EQ(pixelsAfter(rotation(180)), "dcba");
-  EXPECT_EQ(pixelsAfter(rotation(-90)), "bdac");
+  UprightPictures upright;
+  EXPECT_EQ(pixelsAfter(std::nullopt, upright), "abcd");
+  EXPECT_EQ(pixelsAfter(rotation(90), upright), "cadb");
+  EXPECT_EQ(pixelsAfter(rotation(180), upright), "dcba");
+  EXPECT_EQ(pixelsAfter(rotation(-90), upright), "bdac");
+}
+
+TEST(UprightPictures, GoOnBehindOneThatCannotBeTurned) {
+  UprightPictures upright;
+  EXPECT_EQ(pixelsAfter(rotation(90), upright), "cadb");
+  LibavPointer<AVFrame> onADevice = makeFrame();
+  onADevice->format = AV_PIX_FMT_VAAPI;
+  onADevice->width = 2;
+  onADevice->height = 2;
+  EXPECT_THROW(upright.turned(std::move(onADevice), 1, 1, rotation(90)), std::runtime_error);
+  EXPECT_EQ(pixelsAfter(rotation(90), upright), "cadb");
 }
 
 TEST(UprightPictures, PicturePassesWhenItIsRight) {
