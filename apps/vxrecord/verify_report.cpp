@@ -194,7 +194,11 @@ class SoundStretches {
     _end = time;
     _hasStart = true;
   }
-  std::int64_t msOf(std::int64_t time) const { return time * 1000 / _track.timescale; }
+  // Second by second: times that a damaged file claims have no room to be multiplied.
+  std::int64_t msOf(std::int64_t time) const {
+    const std::int64_t rate = _track.timescale;
+    return time / rate * 1000 + time % rate * 1000 / rate;
+  }
 
   const VXRecordedTrack& _track;
   Timeline& _timeline;

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "platform/avfoundation/mp4/recording_file.h"
+#include "support/growing_recording.h"
 #include "support/h264_source.h"
 #include "support/temporary_folder.h"
 #include "verify.h"
@@ -118,6 +119,20 @@ TEST_F(Report, PictureThatCannotBeWrittenIsAFailureBesideTheReport) {
   EXPECT_EQ(run({"--json", "--svg", folder / "missing/a.svg"}), ExitStatus::recordingFailed);
   EXPECT_EQ(output, asJson(path, verified()) + "\n");
   EXPECT_THAT(errors, HasSubstr("the picture cannot be written to \"" + folder.path()));
+}
+
+TEST(ReportOfLateSound, ShowsItWhereTheFileSays) {
+  constexpr std::int64_t kSeconds = std::int64_t{1} << 34;
+  constexpr std::uint32_t kRate = vx::mp4::kMaxSampleRate;
+  const std::vector<std::uint8_t> silence = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
+  vx::test::GrowingRecording recording;
+  recording.sounds(0, kRate);
+  ASSERT_TRUE(recording.file->appendAudio({silence, kSeconds * kRate, kRate, true}).ok());
+  recording.pictures(1).finish();
+  const Verification verification{vx::test::inspectRecording(recording.path), {}, {}};
+  ASSERT_TRUE(verification.isWhole());
+  EXPECT_THAT(timelineOf("a.mp4", verification).sound,
+              ElementsAre(TimeSpan{kSeconds * 1000, kSeconds * 1000 + 1000}));
 }
 
 }  // namespace
