@@ -1,6 +1,8 @@
 // The system log.
 #include "VXVideoRecorder/platform/foundation/NSThread.h"
 
+#include "platform/foundation/signal_block.h"
+
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -43,35 +45,6 @@ std::span<iovec> remaining(std::span<iovec> parts, std::size_t written) {
   return parts;
 }
 
-/// While it lives, writing to a pipe that nobody reads any more is a plain error in this thread: a
-/// log line must not end the host. The process's own handling of the signal is left alone.
-class PipeSignalBlock {
- public:
-  PipeSignalBlock() {
-    sigset_t pending;
-    ::sigpending(&pending);
-    _wasPending = ::sigismember(&pending, SIGPIPE) == 1;
-    ::sigemptyset(&_pipe);
-    ::sigaddset(&_pipe, SIGPIPE);
-    ::pthread_sigmask(SIG_BLOCK, &_pipe, &_before);
-  }
-  ~PipeSignalBlock() {
-    constexpr timespec kAtOnce{};
-    if (!_wasPending) {
-      while (::sigtimedwait(&_pipe, nullptr, &kAtOnce) < 0 && errno == EINTR) {
-      }
-    }
-    ::pthread_sigmask(SIG_SETMASK, &_before, nullptr);
-  }
-  PipeSignalBlock(const PipeSignalBlock&) = delete;
-  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
-
- private:
-  sigset_t _pipe{};
-  sigset_t _before{};
-  bool _wasPending = false;
-};
-
 }  // namespace
 
 // One system call a line: lines of several threads and processes stay whole.
@@ -82,7 +55,7 @@ void NSLog(std::string_view message) {
                             iovec{const_cast<char*>(message.data()), message.size()},
                             iovec{&lineFeed, 1}};
   std::span<iovec> parts = line;
-  const PipeSignalBlock block;
+  const SignalBlock block(SIGPIPE);  // of a pipe that nobody reads any more
   while (!parts.empty()) {
     const ssize_t written = ::writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
     if (written < 0 && errno != EINTR) {

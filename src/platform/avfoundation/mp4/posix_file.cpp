@@ -1,5 +1,6 @@
 #include "platform/avfoundation/mp4/file_errors.h"
 #include "platform/avfoundation/mp4/output_file.h"
+#include "platform/foundation/signal_block.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,7 +10,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <filesystem>
 #include <utility>
 
@@ -27,33 +27,6 @@ int withoutInterruption(Call call) {
   return 0;
 }
 
-/// Growing a file beyond the process's file size limit raises SIGXFSZ, which would end the host
-/// program. Blocked here, it becomes the error EFBIG and nothing else.
-class FileSizeSignalBlock {
- public:
-  FileSizeSignalBlock() {
-    sigemptyset(&_signal);
-    sigaddset(&_signal, SIGXFSZ);
-    pthread_sigmask(SIG_BLOCK, &_signal, &_before);
-  }
-  ~FileSizeSignalBlock() {
-    if (sigismember(&_before, SIGXFSZ) == 1) return;
-    if (_raised) {
-      const timespec noWait{};
-      sigtimedwait(&_signal, nullptr, &noWait);
-    }
-    pthread_sigmask(SIG_SETMASK, &_before, nullptr);
-  }
-  FileSizeSignalBlock(const FileSizeSignalBlock&) = delete;
-  FileSizeSignalBlock& operator=(const FileSizeSignalBlock&) = delete;
-  void raised() { _raised = true; }
-
- private:
-  sigset_t _signal{};
-  sigset_t _before{};
-  bool _raised = false;
-};
-
 class PosixFile final : public OutputFile {
  public:
   PosixFile(FileDescriptor descriptor, std::string path)
@@ -64,12 +37,11 @@ class PosixFile final : public OutputFile {
   void adopt(FileDescriptor descriptor) { _descriptor = std::move(descriptor); }
 
   Status writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
-    FileSizeSignalBlock block;
+    const SignalBlock block(SIGXFSZ);  // beyond the process's file size limit
     while (!bytes.empty()) {
       const ssize_t written =
           ::pwrite(_descriptor.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
       if (written < 0 && errno == EINTR) continue;
-      if (written < 0 && errno == EFBIG) block.raised();
       if (written < 0) return writingError(errno, _path);
       if (written == 0) return writingError(EIO, _path);
       offset += static_cast<std::uint64_t>(written);
@@ -155,13 +127,12 @@ class PosixFile final : public OutputFile {
   Status result(int error) const { return error == 0 ? Status() : writingError(error, _path); }
 
   int allocate(std::uint64_t end) {
-    FileSizeSignalBlock block;  // a file system in memory raises the signal for an allocation too
+    const SignalBlock block(SIGXFSZ);  // a disk in memory raises it for room alone
     const std::uint64_t start = _reservedEnd;
     const int error = withoutInterruption([&] {
       return ::fallocate(_descriptor.get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(start),
                          static_cast<off_t>(end - start));
     });
-    if (error == EFBIG) block.raised();
     if (error == 0) _reservedEnd = end;
     return error;
   }
