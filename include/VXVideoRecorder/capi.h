@@ -196,7 +196,7 @@ typedef struct vx_audio {
   size_t unit_count;           ///< number of `unit_lengths`
   const void* config;          ///< AudioSpecificConfig; null: made from what follows
   size_t config_length;        ///< bytes
-  double sample_rate;          ///< Hz
+  double sample_rate;          ///< Hz, 1000 to 1000000
   uint32_t channels;
   uint32_t object_type;      ///< MPEG-4 audio object type; 0: low complexity
   uint32_t frames_per_unit;  ///< samples a channel in one unit; 0: 1024

@@ -1,19 +1,13 @@
 // The recordings folder, as the quota sees it.
 #include "platform/foundation/folder.h"
 #include "capi/structs.h"
+#include "platform/foundation/file_status.h"
 #include "storage/folder_quota.h"
-
-#include "VXVideoRecorder/platform/Foundation.h"
 
 using namespace vx;
 using namespace vx::capi;
 
 namespace {
-
-std::uint64_t numberUnder(const NSDictionary& attributes, std::string_view key) {
-  const Object* value = attributes.objectForKey(key);
-  return value && value->number() ? value->number()->unsignedLongLongValue() : 0;
-}
 
 void countRecordings(const Folder& folder, const std::vector<std::string>& subpaths,
                      std::string_view prefix, vx_folder_info& info) {
@@ -33,12 +27,11 @@ vx_result inspect(const char* path, const char* prefix, vx_folder_info* out) {
     return fail(VX_INVALID_ARGUMENT, "the path is null");
   }
   const std::optional<Folder> folder = Folder::open(path);
-  std::optional<NSError> error;
-  const std::optional<NSDictionary> volume =
-      NSFileManager::defaultManager().attributesOfFileSystemForPath(path, &error);
-  if (!folder || !volume) {
-    return fail(VX_FAILED, error ? error->localizedDescription()
-                                 : std::string(path) + " is no folder that can be read");
+  VolumeSpace volume;
+  const Status asked = readVolumeSpace(path, volume);
+  if (!folder || !asked) {
+    return fail(VX_FAILED, asked ? std::string(path) + " is no folder that can be read"
+                                 : asked.error().localizedDescription());
   }
   const std::optional<std::vector<std::string>> subpaths = folder->subpaths();
   if (!subpaths) {
@@ -46,8 +39,8 @@ vx_result inspect(const char* path, const char* prefix, vx_folder_info* out) {
   }
   vx_folder_info info = VX_FOLDER_INFO_INIT;
   countRecordings(*folder, *subpaths, prefix ? prefix : "", info);
-  info.free_bytes = numberUnder(*volume, NSFileSystemFreeSize);
-  info.volume_bytes = numberUnder(*volume, NSFileSystemSize);
+  info.free_bytes = volume.freeBytes;
+  info.volume_bytes = volume.sizeBytes;
   return write(info, "vx_folder_info", out);
 }
 

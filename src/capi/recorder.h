@@ -29,11 +29,6 @@ vx_result guardedWith(Recorder* recorder, const Body& body) noexcept {
   });
 }
 
-/// False for no input.
-inline bool isReady(const std::shared_ptr<AVAssetWriterInput>& input) {
-  return input && input->isReadyForMoreMediaData();
-}
-
 /// The error of the recorder's writer as one text, or one that says what is known without it.
 std::string failureText(const VXVideoRecorder& recorder);
 

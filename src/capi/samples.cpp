@@ -3,7 +3,8 @@
 #include "capi/structs.h"
 #include "platform/cf_ref.h"
 #include "platform/corevideo/pixel_layout.h"
-#include "platform/memory_shortages.h"
+#include "recorder/absent_objects.h"
+#include "recorder/memory_shortage.h"
 
 #include <chrono>
 #include <cmath>
@@ -11,6 +12,7 @@
 
 using namespace vx;
 using namespace vx::capi;
+using vx::recorder::isReady;
 
 namespace {
 
@@ -112,7 +114,7 @@ vx_result checkAudio(const vx_audio& audio) {
   if (!audio.data || audio.data_length == 0) {
     return fail(VX_INVALID_ARGUMENT, "the audio has no bytes");
   }
-  if (!std::isfinite(audio.sample_rate) || audio.sample_rate < 1 || audio.sample_rate > 1e6) {
+  if (!std::isfinite(audio.sample_rate) || audio.sample_rate < 1000 || audio.sample_rate > 1e6) {
     return fail(VX_INVALID_ARGUMENT, "the audio's sample rate cannot be");
   }
   if ((audio.config == nullptr) != (audio.config_length == 0) ||

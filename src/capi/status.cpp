@@ -1,13 +1,15 @@
 // How a recording stands.
 #include "capi/recorder.h"
 #include "capi/structs.h"
+#include "recorder/absent_objects.h"
+#include "recorder/timing.h"
 
 using namespace vx;
 using namespace vx::capi;
+using vx::recorder::isReady;
+using vx::recorder::kMillisecondTimescale;
 
 namespace {
-
-constexpr CMTimeScale kMillisecondTimescale = 1000;
 
 void describeWriter(const AVAssetWriter& writer, vx_recorder& handle, vx_status& status) {
   const std::optional<NSURL> url = writer.outputURL();

@@ -3,9 +3,17 @@
 #pragma once
 
 #include "VXVideoRecorder/VXVideoRecorder.h"
-#include "platform/memory_shortages.h"
 
+#include <cstdint>
 #include <new>
+
+namespace vx {
+
+/// How often a call of this thread ran short of memory and lost what it was about: for those who
+/// have to answer what became of a call.
+inline thread_local std::uint32_t memoryShortages = 0;
+
+}  // namespace vx
 
 template <typename Step>
 void VXVideoRecorder::unlessMemoryIsShort(const char* whatIsLost, Step&& step) {

@@ -7,6 +7,9 @@
 
 namespace vx::recorder {
 
+/// Of all times in a recording's video.
+inline constexpr CMTimeScale kMillisecondTimescale = 1000;
+
 /// The longest black that a pause leaves in the file.
 inline constexpr std::uint32_t kMaximumPauseMs = 1000;
 
@@ -21,7 +24,6 @@ constexpr std::uint32_t startTimeAfterPause(std::uint32_t timestamp, std::uint32
 
 /// As a media time; never negative.
 inline CMTime timeFromMilliseconds(std::uint32_t ms) {
-  constexpr CMTimeScale kMillisecondTimescale = 1000;
   return CMTimeMake(static_cast<CMTimeValue>(ms), kMillisecondTimescale);
 }
 

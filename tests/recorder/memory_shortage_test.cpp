@@ -1,5 +1,5 @@
 // What the recorder's calls do when there is no memory.
-#include "platform/memory_shortages.h"
+#include "recorder/memory_shortage.h"
 #include "support/recorder_fixture.h"
 
 #include <new>
