@@ -21,9 +21,8 @@ namespace vx {
 namespace {
 
 constexpr int kMillisecondsPerSecond = 1000;
-constexpr int kLowestQuantizer = 10;  // finer steps are not seen, only stored
-constexpr int kUnheard = 64;          // moves an encoder's lines below every level that is printed
-constexpr int kPoolSize = 4;          // pictures on the device
+constexpr int kUnheard = 64;  // moves an encoder's lines below every level that is printed
+constexpr int kPoolSize = 4;  // pictures on the device
 
 struct Freer {
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }

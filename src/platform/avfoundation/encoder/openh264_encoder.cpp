@@ -14,7 +14,6 @@ namespace vx {
 namespace {
 
 constexpr int kMostThreads = 4;
-constexpr int kLowestQuantizer = 10;  // finer steps are not seen, only stored
 constexpr int kHighestQuantizer = 51;
 constexpr int kShortestSide = 16;  // it opens for less, and then codes nothing
 

@@ -44,6 +44,9 @@ struct EncoderSpeeds {
   int firstLevel = 0;                 // where nothing is known of the load
 };
 
+/// The finest quantizer: what is finer is not seen, only stored.
+inline constexpr int kLowestQuantizer = 10;
+
 /// When a picture is shown, and what is asked of it.
 struct PictureRequest {
   std::int64_t timeMs = 0;      // presentation time

@@ -24,7 +24,6 @@ constexpr std::size_t kLengthPrefix = 4;  // bytes before a NAL unit
 constexpr int kMinimumRowsPerSlice =
     16;  // macroblock rows below which a slice costs more than it gains
 constexpr int kMacroblock = 16;
-constexpr int kLowestQuantizer = 10;  // finer steps are not seen, only stored
 
 struct EncoderCloser {
   void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
