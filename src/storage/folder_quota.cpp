@@ -167,9 +167,5 @@ void applyFolderQuota(const std::optional<std::string>& storagePath,
 
 void VXVideoRecorder::checkFolderSizeAndDeleteFile(const std::string& name,
                                                    const std::string& writtenFile) {
-  // Copies: it takes a while, and the host may set the next recording's values meanwhile.
-  const std::uint64_t limit = _folderLimitSize;
-  const std::optional<std::string> path = _storagePath;
-  const std::optional<std::string> prefix = _fileNamePrefix;
-  storage::applyFolderQuota(path, prefix, limit, name, writtenFile);
+  storage::applyFolderQuota(_storagePath, _fileNamePrefix, _folderLimitSize, name, writtenFile);
 }

@@ -13,8 +13,9 @@ namespace vx {
 /// A folder and those that were gone through to reach it, one component a step: neither links nor
 /// the longest path that the system takes come into it.
 ///
-/// However deep the way, at most `kMaximumOpen` folders of it are open at once. Those above are
-/// reached through ".." again, and only if the folder found there is the one that was left.
+/// However deep the way, at most `kMaximumOpen` folders of it are open at once, and the top. Those
+/// between are reached through ".." again, and only if the folder found there is the one that was
+/// left.
 class FolderChain {
  public:
   static constexpr std::size_t kMaximumOpen = 128;
