@@ -13,6 +13,9 @@
 //
 // A new buffer is black in its format, every byte of it defined. A pool hands a buffer out again as
 // it was left, and drops buffers that lay unused for more than a second.
+//
+// Thread: any for all calls, pools included. Pixels may be read by several threads at once, and
+// written by one while nobody reads them.
 #pragma once
 
 #include "VXVideoRecorder/platform/CoreFoundation.h"
