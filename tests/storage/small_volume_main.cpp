@@ -59,6 +59,7 @@ int main(int argc, char** argv) {
   operations.statfs = volumeStatus;
   fuse_args arguments = FUSE_ARGS_INIT(1, argv);
   fuse* created = fuse_new(&arguments, &operations, sizeof operations, nullptr);
+  fuse_opt_free_args(&arguments);  // it has grown, on the heap
   if (created == nullptr || fuse_mount(created, argv[1]) != 0) {
     return 1;
   }
