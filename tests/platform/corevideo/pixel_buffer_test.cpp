@@ -41,8 +41,12 @@ TEST(PixelBuffer, RowsAreAsLongAsTheirPixels) {
   const auto bytesPerRow = [](std::size_t width, OSType format) {
     return CVPixelBufferGetBytesPerRow(makePixelBuffer(width, 1, format).get());
   };
-  EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_32BGRA), 28u);
+  for (const OSType format : {kCVPixelFormatType_32BGRA, kCVPixelFormatType_32ARGB,
+                              kCVPixelFormatType_32RGBA, kCVPixelFormatType_32ABGR}) {
+    EXPECT_EQ(bytesPerRow(7, format), 28u);
+  }
   EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_24RGB), 21u);
+  EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_24BGR), 21u);
   EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_422YpCbCr8), 16u);
   EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_422YpCbCr8_yuvs), 16u);
   EXPECT_EQ(bytesPerRow(7, kCVPixelFormatType_OneComponent8), 7u);

@@ -100,6 +100,19 @@ TEST(NSMutableDictionary, FindsEveryKeyWhileItGrowsAndShrinks) {
   EXPECT_EQ(dictionary.count(), 0u);
 }
 
+TEST(NSMutableDictionary, FindsEveryKeyAtEverySize) {
+  NSMutableDictionary dictionary;
+  for (int size = 1; size <= 41; ++size) {
+    // Downwards, so that each goes before those that are there already.
+    dictionary.setObject(size, "key" + std::to_string(100 - size));
+    for (int i = 1; i <= size; ++i) {
+      const Object* found = dictionary.objectForKey("key" + std::to_string(100 - i));
+      ASSERT_NE(found, nullptr) << i << " of " << size;
+      EXPECT_EQ(*found, Object(i));
+    }
+  }
+}
+
 TEST(NSMutableDictionary, ReplacesAValueInPlace) {
   NSMutableDictionary dictionary{{"a", 1}, {"b", 2}};
   dictionary.setObject(3, "a");

@@ -88,4 +88,14 @@ TEST(PropertyList, BoundsTheNesting) {
   EXPECT_EQ(dictionaryFromPropertyList(nestedArrays(100'000)), std::nullopt);
 }
 
+TEST(PropertyList, BoundsTheNumberOfContainers) {
+  const auto siblings = [](const std::string& each, int times) {
+    return propertyList("<dict><key>a</key><array>" + repeated(each, times) + "</array></dict>");
+  };
+  for (const char* each : {"<array/>", "<dict/>"}) {
+    EXPECT_NE(dictionaryFromPropertyList(siblings(each, 4094)), std::nullopt) << each;
+    EXPECT_EQ(dictionaryFromPropertyList(siblings(each, 4095)), std::nullopt) << each;
+  }
+}
+
 }  // namespace
