@@ -1,4 +1,6 @@
 // A recorder may be let go of at any moment, on any thread; its file is completed all the same.
+#include "platform/avfoundation/outstanding_work.h"
+
 #include "support/recorder_fixture.h"
 
 #include <sys/wait.h>
@@ -198,6 +200,22 @@ TEST_F(Lifetime, RecorderInAStaticIsCompletedByItsDestructor) {
   EXPECT_EQ(inChild([&] {
               static std::shared_ptr<VXVideoRecorder> kept;
               recordSomeFrames();
+              kept = std::move(recorder);
+            }),
+            0);
+  EXPECT_TRUE(isPlain());
+}
+
+TEST_F(Lifetime, RecorderInAStaticThatGoesBehindTheWaitIsCompletedToo) {
+  EXPECT_EQ(inChild([&] {
+              static std::shared_ptr<VXVideoRecorder> kept;
+              // As for an earlier file: the program waits before it lets go of this static.
+              outstanding_work::begin();
+              outstanding_work::end();
+              recorder->setFilename("file.mp4");
+              for (std::uint32_t i = 0; i < 10; ++i) {  // much is still to be coded then
+                append(FrameBuilder().at(i * 40).size(1920, 1080));
+              }
               kept = std::move(recorder);
             }),
             0);

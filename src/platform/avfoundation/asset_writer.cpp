@@ -1,10 +1,8 @@
 // The asset writer: checks the order of calls and hands the work to its core.
 #include "platform/avfoundation/file_asset_writer.h"
-#include "platform/avfoundation/outstanding_work.h"
 #include "platform/avfoundation/queueing_input.h"
 #include "platform/avfoundation/session_time.h"
 
-#include <future>
 #include <new>
 
 namespace vx {
@@ -129,20 +127,11 @@ void FileAssetWriter::endSessionAtSourceTime(CMTime endTime) {
 void FileAssetWriter::finishWritingWithCompletionHandler(std::function<void()> handler) {
   _core->raiseUnlessStartedAndNotFinishing("finishWritingWithCompletionHandler");
   // The writer lives until the handler has returned, whoever lets go of it meanwhile.
-  auto finished = std::make_shared<std::promise<void>>();
-  std::future<void> whenFinished = finished->get_future();
-  _core->finish(_sessionEndMs,
-                [self = shared_from_this(), handler = std::move(handler), finished]() mutable {
-                  if (handler) {
-                    handler();
-                  }
-                  handler = nullptr;
-                  self = nullptr;
-                  finished->set_value();
-                });
-  if (outstanding_work::programIsExiting()) {
-    whenFinished.wait();
-  }
+  _core->finish(_sessionEndMs, [self = shared_from_this(), handler = std::move(handler)] {
+    if (handler) {
+      handler();
+    }
+  });
 }
 
 }  // namespace

@@ -16,8 +16,7 @@ namespace {
 struct Ledger {
   std::mutex mutex;
   std::condition_variable changed;
-  int outstanding = 0;   // guarded by mutex
-  bool exiting = false;  // guarded by mutex
+  int outstanding = 0;  // guarded by mutex
 };
 
 thread_local int workDepth = 0;
@@ -51,7 +50,6 @@ void waitAtExit() {
   // A worker that exits the program itself is part of what would be waited for.
   const int own = workDepth > 0 ? 1 : 0;
   book.changed.wait(lock, [&] { return book.outstanding <= own; });
-  book.exiting = true;
 }
 
 }  // namespace
@@ -74,7 +72,7 @@ void begin() {
   std::lock_guard lock(book.mutex);
   if (book.outstanding++ == 0) {
     // Anew each time: what the program built before this moment, the host's statics included, must
-    // still be there while the work is waited for.
+    // still be there while the work is waited for. While a program ends it is what is called next.
     std::atexit(waitAtExit);
   }
 }
@@ -84,12 +82,6 @@ void end() {
   std::lock_guard lock(book.mutex);
   --book.outstanding;
   book.changed.notify_all();
-}
-
-bool programIsExiting() {
-  Ledger& book = ledger();
-  std::lock_guard lock(book.mutex);
-  return book.exiting;
 }
 
 WorkerScope::WorkerScope() { ++workDepth; }

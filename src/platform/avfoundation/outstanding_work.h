@@ -19,14 +19,11 @@ template <typename Body>
   }
 }
 
-/// From `begin` on, a program that returns from main waits until `end` was called as often. Each
-/// pair belongs to one file that is being completed.
+/// From `begin` on, a program that returns from main waits until `end` was called as often, also
+/// for what begins only while it ends, as in the destructor of a static. Each pair belongs to one
+/// file that is being completed.
 void begin();
 void end();
-
-/// True once the program has returned from main and its wait is over: what is begun now would not
-/// be waited for.
-bool programIsExiting();
 
 /// Marks the calling thread as one that does such work: a program that exits from within it does
 /// not wait for it.

@@ -62,17 +62,6 @@ TEST_F(OutstandingWork, WorkerMayEndTheProgramItself) {
   EXPECT_EXIT(endFromWithin(), testing::ExitedWithCode(7), "");
 }
 
-TEST_F(OutstandingWork, ProgramIsExitingOnceItHasWaited) {
-  EXPECT_FALSE(outstanding_work::programIsExiting());
-  const auto endAndAsk = [] {
-    std::atexit([] { say(outstanding_work::programIsExiting() ? "exiting" : "not yet"); });
-    outstanding_work::begin();
-    outstanding_work::end();
-    std::exit(0);
-  };
-  EXPECT_EXIT(endAndAsk(), testing::ExitedWithCode(0), "exiting");
-}
-
 TEST_F(OutstandingWork, ChildDoesNotWaitForItsParents) {
   outstanding_work::begin();
   EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), "");

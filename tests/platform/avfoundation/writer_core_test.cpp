@@ -1,11 +1,15 @@
 // The engine between the host's thread and the file, with an encoder and a file that do as told.
 #include "platform/avfoundation/writer_core_fixture.h"
 #include "platform/corevideo/pixel_buffer_registry.h"
+#include "platform/foundation/sanitizers.h"
 
 #include "support/no_more_threads.h"
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <thread>
 
 namespace vx {
@@ -360,6 +364,34 @@ TEST_F(WriterCoreTest, EveryStepRaisesWhileTheFileIsBeingFinished) {
   }
   stage.change([&] { stage.diskIsStuck = false; });
   EXPECT_EQ(done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
+
+std::atomic<bool> isEnding = false;
+
+/// Goes slowly, and not before its program ends.
+struct Reluctant {
+  ~Reluctant() {
+    while (!isEnding) {
+      std::this_thread::yield();
+    }
+    const auto done = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (std::chrono::steady_clock::now() < done) {
+    }
+    static_cast<void>(::write(STDERR_FILENO, "gone", 4) == 4);
+  }
+};
+
+TEST_F(WriterCoreTest, ProgramThatEndsWaitsForWhatTheHandlerKept) {
+#if VX_THREAD_SANITIZER
+  GTEST_SKIP() << "a child of a sanitized program with threads may start none";
+#endif
+  const auto endWhileItIsKept = [this] {
+    start();
+    core->finish(std::nullopt, [kept = std::make_shared<Reluctant>()] {});
+    std::atexit([] { isEnding = true; });  // behind which the wait comes
+    std::exit(0);
+  };
+  EXPECT_EXIT(endWhileItIsKept(), testing::ExitedWithCode(0), "gone");
 }
 
 TEST_F(WriterCoreTest, LeavesNoPictureOfItsPoolsIdle) {
