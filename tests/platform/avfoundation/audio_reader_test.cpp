@@ -60,6 +60,14 @@ TEST_F(AudioReaderTest, TakesEachSizedSampleAsOneUnit) {
   EXPECT_EQ(audio.bytes(), kUnit.size() + kOtherUnit.size());
 }
 
+TEST_F(AudioReaderTest, RefusesARateThatNoTrackHolds) {
+  AudioStreamBasicDescription stream = test::aacStream();
+  stream.mSampleRate = 1e10;
+  EXPECT_FALSE(read(AudioBufferBuilder().stream(stream).cookie({0x12, 0x10}).unit(kUnit)));
+  stream.mSampleRate = 44100;
+  EXPECT_TRUE(read(AudioBufferBuilder().stream(stream).cookie({0x12, 0x10}).unit(kUnit)));
+}
+
 TEST_F(AudioReaderTest, TakesABufferWithoutSizesAsOneUnit) {
   ASSERT_TRUE(read(AudioBufferBuilder().unit(kUnit).unit(kOtherUnit).unsized()));
   ASSERT_EQ(audio.units.size(), 1u);

@@ -205,6 +205,9 @@ TEST(SampleBuffer, AroundAPictureRefusesMissingParameters) {
   EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image.get(), audio.get(), &time,
                                                      sample.out()),
             kCMSampleBufferError_InvalidMediaFormat);
+  EXPECT_EQ(
+      CMSampleBufferCreateReadyWithImageBuffer(nullptr, image.get(), audio.get(), &time, nullptr),
+      kCMSampleBufferError_RequiredParameterMissing);
 }
 
 TEST(SampleBuffer, AroundAPictureRefusesTheDescriptionOfAnother) {
