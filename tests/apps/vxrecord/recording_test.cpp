@@ -54,6 +54,22 @@ class ScriptedInput : public Input {
     }
     return *this;
   }
+  /// Silence, a tenth of a second at a time.
+  ScriptedInput& sounds(std::int64_t fromMs, std::int64_t untilMs) {
+    _hasSound = true;
+    for (std::int64_t ms = fromMs; ms < untilMs; ms += 100) {
+      _steps.push_back([ms](MediaFrame& frame) {
+        frame.kind = MediaFrame::Kind::sound;
+        frame.timeMs = ms;
+        frame.sound.start = soundSamplesAt(ms);
+        for (auto& channel : frame.sound.channels) {
+          channel.assign(static_cast<std::size_t>(soundSamplesAt(100)), 0.0F);
+        }
+        return ReadResult::frame;
+      });
+    }
+    return *this;
+  }
   ScriptedInput& pauseKey() {
     return happens([] { togglePause(); });
   }
@@ -73,6 +89,7 @@ class ScriptedInput : public Input {
     return _next < _steps.size() ? _steps[_next++](frame) : ReadResult::end;
   }
   bool isLive() const override { return _isLive; }
+  bool hasSound() const override { return _hasSound; }
   bool repeat(MediaFrame& frame) override {
     if (_standsAtMs) {
       show(frame, *_standsAtMs);
@@ -99,6 +116,7 @@ class ScriptedInput : public Input {
   }
 
   bool _isLive;
+  bool _hasSound = false;
   LibavPointer<AVFrame> _picture;
   std::vector<std::function<ReadResult(MediaFrame&)>> _steps;
   std::size_t _next = 0;
@@ -155,6 +173,17 @@ TEST_F(RecordingTest, EndsWithTheWishedDuration) {
   EXPECT_EQ(result.frames, 5);
   EXPECT_EQ(result.durationMs, 162);
   EXPECT_EQ(input.reads, 6u);
+}
+
+TEST_F(RecordingTest, TakesSoundThatComesBehindThePicturesOfItsTime) {
+  options.audio = true;
+  options.durationMs = 1000;
+  ScriptedInput input;
+  const RunResult result = record(input.pictures(0, 1500).sounds(0, 1500));
+  EXPECT_EQ(result.frames, 25) << "without the picture of the moment at which it ends";
+  const std::optional<VXRecordedTrack> sound = recorded(result).audioTrack();
+  ASSERT_TRUE(sound);
+  EXPECT_NEAR(static_cast<double>(sound->sampleCount) * 1024, soundSamplesAt(1000), 3 * 1024);
 }
 
 TEST_F(RecordingTest, IsTurnedOnDemand) {
