@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -132,6 +133,9 @@ bool waitUntil(const std::function<bool()>& condition) {
   return true;
 }
 
+const std::vector<std::string> VirtualDisplay::kHidden = {"-nolisten", "unix",    "-nolisten",
+                                                          "local",     "-listen", "tcp"};
+
 // The server finds a free display number by itself and writes it to descriptor 1. It would start
 // anew whenever its last client leaves.
 VirtualDisplay::VirtualDisplay(const std::string& size,
@@ -140,6 +144,7 @@ VirtualDisplay::VirtualDisplay(const std::string& size,
                                     "-screen",   "0",          size + "x" + std::to_string(depth),
                                     "-nolisten", "tcp",        "-noreset"};
   words.insert(words.end(), serverOptions.begin(), serverOptions.end());
+  const bool isHidden = std::find(words.begin(), words.end(), "-listen") != words.end();
   _server.emplace(words);
   const bool isUp = waitUntil([this] {
     return !_server->isRunning() || _server->output().find('\n') != std::string::npos;
@@ -148,7 +153,7 @@ VirtualDisplay::VirtualDisplay(const std::string& size,
   if (!isUp || number.empty()) {
     throw std::runtime_error("no virtual display: " + _server->errors());
   }
-  _name = ":" + number.substr(0, number.find('\n'));
+  _name = (isHidden ? "127.0.0.1:" : ":") + number.substr(0, number.find('\n'));
 }
 
 }  // namespace vx::test

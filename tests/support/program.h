@@ -59,12 +59,15 @@ bool waitUntil(const std::function<bool()>& condition);
 /// A virtual X screen on a free display of its own, without a network socket.
 class VirtualDisplay {
  public:
+  /// Options of a server that only who knows its address meets, not who looks for displays.
+  static const std::vector<std::string> kHidden;
+
   explicit VirtualDisplay(const std::string& size = "640x480",
                           const std::vector<std::string>& serverOptions = {}, int depth = 24);
   pid_t serverId() const { return _server->id(); }
   /// Ends the server while its clients are still there.
   void end() { _server.reset(); }
-  /// ":N".
+  /// ":N", or "127.0.0.1:N" of a hidden one.
   const std::string& name() const { return _name; }
 
  private:
