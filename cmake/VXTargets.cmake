@@ -31,6 +31,15 @@ function(vx_configure_test_code target)
   endif()
 endfunction()
 
+# vx_precompile(<target> <header>...): compiles once what nearly all sources of the target include. Only
+# under the sanitizers, whose builds come on top of the one that is shipped: there every source still
+# has to include what it uses.
+function(vx_precompile target)
+  if(VX_SANITIZE)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
 # vx_discover_tests(<name> <parts>): makes the tests of a GoogleTest program known to CTest, one by
 # one, or with VX_TESTS_IN_PARTS as so many parts of about the same number of tests.
 function(vx_discover_tests name parts)
