@@ -1,5 +1,6 @@
 // What a program that ends does with work that is not done yet: each test ends a child.
 #include "platform/avfoundation/outstanding_work.h"
+#include "platform/foundation/sanitizers.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +24,7 @@ std::atomic<bool> isEnding = false;
 class OutstandingWork : public testing::Test {
  protected:
   void SetUp() override {
-#if defined(__SANITIZE_THREAD__)
+#if VX_THREAD_SANITIZER
     GTEST_SKIP() << "a child of a sanitized program with threads may start none";
 #endif
   }
